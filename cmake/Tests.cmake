@@ -1,0 +1,15 @@
+include(GoogleTest)
+find_package(GTest REQUIRED)
+
+# One test program for one subject. Every test case runs in a process of its own, because some of the service's
+# counters live as long as the process, on purpose.
+function(vyrel_add_tests name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} tests_support)
+    target_precompile_headers(${name} REUSE_FROM tests_support)
+    gtest_discover_tests(${name}
+        DISCOVERY_MODE PRE_TEST
+        TEST_PREFIX "${name}."
+        PROPERTIES TIMEOUT 120 ENVIRONMENT "G_DEBUG=fatal-criticals")
+endfunction()
