@@ -1,0 +1,33 @@
+/* The sound manager: mutes.
+ *
+ * All answer 0 or, on failure, a negative number. The rules that hold for all platform functions (results, ownership,
+ * callbacks) stand in README.md beside this header. */
+#pragma once
+
+#include <stdbool.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Where the television's sound goes; 3, 5 and 6 are Bluetooth speakers. */
+typedef int sound_tv_output_route_e;
+
+/* Devices that have a mute of their own. */
+enum
+{
+    SOUND_DEVICE_TV_SPEAKER = 0
+};
+
+/* Mutes or unmutes the television as a whole. */
+int sound_manager_set_tv_master_mute(bool mute);
+
+/* Mutes or unmutes one device (SOUND_DEVICE_...). */
+int sound_manager_set_device_mute(int device, bool mute);
+
+/* Whether one device is muted. On failure *mute keeps what it held. */
+int sound_manager_get_device_mute(int device, bool* mute);
+
+#ifdef __cplusplus
+}
+#endif
