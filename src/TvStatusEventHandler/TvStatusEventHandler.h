@@ -1,0 +1,78 @@
+#pragma once
+
+#include <bt_adapter.h>
+#include <device_power.h>
+
+#include <memory>
+
+class CDbusClient;
+class CSmartRcEventHandler;
+
+/// Makes the Bluetooth side follow the set's power life.
+///
+/// Normally: each change of power state sets visibility, the light sampling and what else belongs to the new state,
+/// and is told to the connection manager last. A full power-off gives the update manager its chance in standby, under
+/// a lock; the notices of the power-off itself set connectability, visibility and headless mode; a wake-up ends
+/// headless mode.
+///
+/// Exceptions: a power-off of kind 13 or 14 is a reset: the remotes and the stand are told first, then the stack is
+/// reset and the remotes are given time to erase. A reset that happened before this start is found by its counters and
+/// clears the Bluetooth settings. An adapter that is off when the set goes to sleep asks for a cold boot.
+///
+/// No power state is kept: every decision is made from the record that the platform passes. Handlers answer 0.
+class CTvStatusEventHandler
+{
+public:
+    CTvStatusEventHandler() = default;
+    ~CTvStatusEventHandler();
+    CTvStatusEventHandler(const CTvStatusEventHandler&) = delete;
+    CTvStatusEventHandler& operator=(const CTvStatusEventHandler&) = delete;
+
+    // --- Subscriptions: Subscriptions.cpp ---
+
+    void Init(std::shared_ptr<CDbusClient> dbusClient, std::shared_ptr<CSmartRcEventHandler> smartRcHandler);
+    void Deinit();
+
+    // --- Changes of power state: PowerTransitions.cpp ---
+
+    int HandlePowerStateChanged(device_power_state_info* info);
+    static int HandleLastConnectedSpk(void* self);
+    void GoToNormalPowerState(device_power_state_info* info);
+    void GoToNormalPictureoff(device_power_state_info* info);
+    void GoToStandbyPowerState(device_power_state_info* info);
+    void GoToOffPowerState(device_power_state_info* info);
+    void GoToSuspendPowerState(device_power_state_info* info);
+    void GoToLowPowerAmbientMode(int previousAmbientMode);
+
+    // --- Power-off and wake-up: PowerOff.cpp ---
+
+    int OnPowerStandbyCb(int option);
+    int OnPowerOffEvent(device_poweroff_info* info);
+    int OnPostPowerOffEvent(device_poweroff_info* info);
+    int OnAmbientPowerOff(device_poweroff_info* info);
+    int OnWakeUp(int reason);
+    static bool NeedColdBootToReset();
+
+    // --- Reset: BluetoothReset.cpp ---
+
+    void SendResetCommand();
+    void ResetRotator();
+    static bool IsRotatorConnected();
+    static void SendResetCommandToRotator();
+    void SendResetCommandToSmartRc();
+    void SendResetCommandToHalvoWheel();
+    /// \param option the power-off option
+    void DoBluetoothReset(int option);
+    static void FactoryReset();
+    static bool IsAutomationTestMode();
+    /// \return microseconds
+    int GetSleepTimeForReset();
+    static void ResetVconfKeys();
+    static void RemoveAllHeadlessDevice();
+
+private:
+    std::shared_ptr<CDbusClient> m_dbusClient;
+    std::shared_ptr<CSmartRcEventHandler> m_smartRcHandler;
+    /// Retries made so far, shared by both remotes; cleared after the wait of a reset.
+    int m_resetRetryCount = 0;
+};

@@ -1,0 +1,9 @@
+#pragma once
+
+// What the two logging headers share: a log line is the caller's text behind the place it comes from.
+
+#include <dlog.h>
+
+#define VYREL_LOG_LINE(priority, tag, format, ...)                                                                     \
+    __dlog_print(LOG_ID_MAIN, priority, tag, "%s: %s(%d) > " format, __FILE_NAME__, __func__,                          \
+                 __LINE__ __VA_OPT__(, ) __VA_ARGS__)
