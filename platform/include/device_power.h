@@ -75,7 +75,7 @@ int device_power_request_poweroff(int reason);
 int device_power_request_reboot(int reason);
 
 /* Name the receivers of the six notices: ambient mode ends in power-off; power-off begins; power-off is done but for
- * the last step; wake-up; the power state changed; standby begins. */
+ * the last step; wake-up; the power state changed; standby begins. A later call replaces the receiver of that notice. */
 int device_power_subscribe_ambient_poweroff(device_power_poweroff_cb callback, void* user_data);
 int device_power_subscribe_poweroff_event(device_power_poweroff_cb callback, void* user_data);
 int device_power_subscribe_post_poweroff_event(device_power_poweroff_cb callback, void* user_data);
