@@ -102,7 +102,7 @@ int bt_hid_get_halvo_switch_battery_status(unsigned char* status);
 int bt_hid_get_smart_rc_grip_sensor_state(bt_hid_sc_grip_sensor_state_e* state);
 
 /* Sends a one-byte command to an accessory of the given model: 0x05 reset, 0x06 and 0x07 shop mode on and off,
- * 0x30 and 0x31 grip sensor. Success says that it went out, not that the accessory obeyed. */
+ * 0x30 and 0x31 grip sensor on and off. Success says that it went out, not that the accessory obeyed. */
 int bt_hid_send_device_command(const char* address, unsigned char device_type, unsigned char command);
 
 /* Sends length bytes to an accessory as they are. The bytes are copied. */

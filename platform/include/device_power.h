@@ -19,11 +19,11 @@ enum
     DEVICE_POWER_STATE_SUSPEND = 4 /* also the low-power mode, in which the ambient picture may run */
 };
 
-/* Power-off options: two whole values, and bits. */
+/* Power-off options: two whole values for a reset, whose difference only the power manager knows, and bits. */
 enum
 {
-    DEVICE_POWEROFF_OPTION_FACTORY_RESET = 13,
-    DEVICE_POWEROFF_OPTION_SERVICE_RESET = 14,
+    DEVICE_POWEROFF_OPTION_RESET = 13,
+    DEVICE_POWEROFF_OPTION_RESET_ALT = 14,
     DEVICE_POWEROFF_OPTION_IGNORE_LOCK = 1 << 29,
     DEVICE_POWEROFF_OPTION_SUSPEND_OFF = 1 << 30 /* off for good instead of suspended */
 };
@@ -75,7 +75,8 @@ int device_power_request_poweroff(int reason);
 int device_power_request_reboot(int reason);
 
 /* Name the receivers of the six notices: ambient mode ends in power-off; power-off begins; power-off is done but for
- * the last step; wake-up; the power state changed; standby begins. A later call replaces the receiver of that notice. */
+ * the last step; wake-up; the power state changed; standby begins. A later call replaces the receiver of that notice.
+ */
 int device_power_subscribe_ambient_poweroff(device_power_poweroff_cb callback, void* user_data);
 int device_power_subscribe_poweroff_event(device_power_poweroff_cb callback, void* user_data);
 int device_power_subscribe_post_poweroff_event(device_power_poweroff_cb callback, void* user_data);
