@@ -1,0 +1,45 @@
+#pragma once
+
+#include "support/TempDir.h"
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace support {
+
+/// A message bus of this test's own: a real daemon with the policy of a system bus on which everybody may own, send and
+/// receive anything. While it lives it is the system bus of this process and of its children.
+///
+/// Make it before anything connects to the system bus. When it goes, the process's shared connection is told not to
+/// end the process with it.
+class PrivateBus
+{
+public:
+    PrivateBus();
+    ~PrivateBus();
+    PrivateBus(const PrivateBus&) = delete;
+    PrivateBus& operator=(const PrivateBus&) = delete;
+
+    [[nodiscard]] const std::string& Address() const
+    {
+        return m_address;
+    }
+    [[nodiscard]] pid_t Pid() const
+    {
+        return m_pid;
+    }
+
+    /// The bus goes away in the middle of it all, with all connections.
+    void Dies();
+
+private:
+    std::string WriteConfiguration() const;
+    void Start(const std::string& configuration);
+
+    TempDir m_dir;
+    std::string m_address;
+    pid_t m_pid = -1;
+};
+
+} // namespace support
