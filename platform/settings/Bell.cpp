@@ -1,0 +1,48 @@
+#include "Bell.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+namespace settings {
+
+bool Bell::Open()
+{
+    if (m_file.IsOpen()) {
+        return true;
+    }
+    std::error_code error;
+    std::filesystem::create_directories(std::filesystem::path(m_path).parent_path(), error);
+    if (error) {
+        Report(error.message());
+        return false;
+    }
+    m_file = FileDescriptor(open(m_path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0644));
+    if (!m_file.IsOpen()) {
+        Report(std::generic_category().message(errno));
+        return false;
+    }
+    m_reported = false;
+    return true;
+}
+
+void Bell::Ring()
+{
+    if (Open() && futimens(m_file.Get(), nullptr) != 0) {
+        Report(std::generic_category().message(errno));
+    }
+}
+
+void Bell::Report(const std::string& reason)
+{
+    if (!m_reported) {
+        m_reported = true;
+        std::fprintf(stderr, "settings: cannot tell the watchers through %s: %s\n", m_path.c_str(), reason.c_str());
+    }
+}
+
+} // namespace settings

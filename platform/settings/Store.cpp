@@ -1,0 +1,219 @@
+#include "Store.h"
+
+#include <glib.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <optional>
+
+namespace settings {
+namespace {
+
+constexpr std::size_t kPersistent = 0;
+constexpr std::size_t kMemory = 1;
+
+// The log of writes is kept short: looked after at every kPruneInterval-th write, down to the newest kKept rows, which
+// a person who looks into the file may want to see.
+constexpr std::int64_t kPruneInterval = 1024;
+constexpr std::int64_t kKept = 1024;
+
+// Where the watchers' files are: in RAM, also those for the persistent settings, because no watcher outlives a reboot.
+std::string NoticeFolder(const Folders& folders)
+{
+    return folders.memory + "/watchers";
+}
+
+// Which file a key belongs to: none for a key of no known kind.
+std::optional<std::size_t> SideOf(std::string_view key)
+{
+    if (key.starts_with(kPersistentPrefix) && key.size() > kPersistentPrefix.size()) {
+        return kPersistent;
+    }
+    if (key.starts_with(kMemoryPrefix) && key.size() > kMemoryPrefix.size()) {
+        return kMemory;
+    }
+    return std::nullopt;
+}
+
+template <typename T>
+int GetTyped(Store& store, const char* key, T* output)
+{
+    Value value;
+    const int result = output != nullptr ? store.Get(key, &value) : kFailed;
+    if (result != kOk) {
+        return result;
+    }
+    if (!std::holds_alternative<T>(value)) {
+        return kWrongType;
+    }
+    *output = std::get<T>(std::move(value));
+    return kOk;
+}
+
+} // namespace
+
+// An asynchronous write whose result is still to be told.
+struct Store::Completion
+{
+    Store* store;
+    DoneFunction done;
+    void* userData;
+    std::string key;
+    int result;
+    GSource* source = nullptr;
+
+    static gboolean Tell(gpointer data)
+    {
+        auto* self = static_cast<Completion*>(data);
+        std::list<Completion> told;
+        auto& pending = self->store->m_completions;
+        const auto position = std::find_if(pending.begin(), pending.end(),
+                                           [self](const Completion& candidate) { return &candidate == self; });
+        told.splice(told.begin(), pending, position);
+        g_source_unref(self->source);
+        self->done(self->result, self->key.c_str(), self->userData);
+        return G_SOURCE_REMOVE;
+    }
+};
+
+Store::Store(const Folders& folders)
+    : m_sides{Side(folders.persistent, kPersistentFile, Durability::PowerLoss, NoticeFolder(folders), "db"),
+              Side(folders.memory, kMemoryFile, Durability::ProcessDeath, NoticeFolder(folders), "memory")},
+      m_watches(m_sides)
+{}
+
+Store::~Store()
+{
+    for (const Completion& completion : m_completions) {
+        g_source_destroy(completion.source);
+        g_source_unref(completion.source);
+    }
+}
+
+int Store::Get(const char* key, Value* value)
+{
+    if (key == nullptr || value == nullptr) {
+        return kFailed;
+    }
+    const auto side = SideOf(key);
+    return side ? m_sides[*side].database.Get(key, *value) : kNotFound;
+}
+
+int Store::GetBool(const char* key, bool* value)
+{
+    return GetTyped(*this, key, value);
+}
+
+int Store::GetInt(const char* key, int* value)
+{
+    return GetTyped(*this, key, value);
+}
+
+int Store::GetString(const char* key, std::string* value)
+{
+    return GetTyped(*this, key, value);
+}
+
+int Store::Set(const char* key, const Value& value)
+{
+    if (key == nullptr) {
+        return kFailed;
+    }
+    const auto side = SideOf(key);
+    if (!side) {
+        Refuse(key);
+        return kFailed;
+    }
+    return SetOn(*side, key, value);
+}
+
+int Store::SetOn(std::size_t side, const char* key, const Value& value)
+{
+    Side& target = m_sides[side];
+    std::int64_t change = 0;
+    const int result = target.database.Set(key, value, change);
+    if (result != kOk) {
+        return result;
+    }
+    target.bell.Ring();
+    if (change % kPruneInterval == 0) {
+        target.database.Prune([&target, change] { return std::min(change - kKept, target.position.Lowest()); });
+    }
+    return kOk;
+}
+
+int Store::SetAsync(const char* key, const Value& value, DoneFunction done, void* userData)
+{
+    if (key == nullptr) {
+        return kFailed;
+    }
+    const auto side = SideOf(key);
+    if (!side) {
+        Refuse(key);
+        return kFailed;
+    }
+    // Written at once, so that asynchronous and plain writes of one process keep their order.
+    const int result = SetOn(*side, key, value);
+    if (done != nullptr) {
+        Completion& completion = m_completions.emplace_back(Completion{this, done, userData, key, result});
+        completion.source = g_idle_source_new();
+        g_source_set_priority(completion.source, G_PRIORITY_DEFAULT);
+        g_source_set_callback(completion.source, &Completion::Tell, &completion, nullptr);
+        g_source_attach(completion.source, nullptr);
+    }
+    return kOk;
+}
+
+int Store::Unset(const char* key)
+{
+    if (key == nullptr) {
+        return kFailed;
+    }
+    const auto side = SideOf(key);
+    return side ? m_sides[*side].database.Unset(key) : kNotFound;
+}
+
+int Store::List(std::string_view prefix, std::vector<Entry>* entries)
+{
+    if (entries == nullptr) {
+        return kFailed;
+    }
+    constexpr std::string_view kPrefixes[] = {kPersistentPrefix, kMemoryPrefix};
+    int result = kOk;
+    for (const std::size_t side : {kPersistent, kMemory}) {
+        const std::string_view kind = kPrefixes[side];
+        if (prefix.starts_with(kind) || kind.starts_with(prefix)) {
+            result = std::min(result, m_sides[side].database.List(prefix, *entries));
+        }
+    }
+    return result;
+}
+
+int Store::Watch(const char* key, ChangeFunction function, void* userData)
+{
+    if (key == nullptr || function == nullptr) {
+        return kFailed;
+    }
+    const auto side = SideOf(key);
+    if (!side) {
+        Refuse(key);
+        return kFailed;
+    }
+    return m_watches.Add(*side, key, function, userData);
+}
+
+int Store::Unwatch(const char* key, ChangeFunction function)
+{
+    return key != nullptr && function != nullptr ? m_watches.Remove(key, function) : kFailed;
+}
+
+void Store::Refuse(const char* key)
+{
+    if (!m_refused) {
+        m_refused = true;
+        std::fprintf(stderr, "settings: \"%s\" cannot be written or watched: a key begins with %s or %s\n", key,
+                     kPersistentPrefix.data(), kMemoryPrefix.data());
+    }
+}
+
+} // namespace settings
