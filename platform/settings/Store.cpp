@@ -90,6 +90,11 @@ Store::~Store()
     }
 }
 
+bool Store::Keeps(std::string_view key)
+{
+    return SideOf(key).has_value();
+}
+
 int Store::Get(const char* key, Value* value)
 {
     if (key == nullptr || value == nullptr) {

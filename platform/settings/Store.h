@@ -42,6 +42,9 @@ public:
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
 
+    // Whether a key belongs to one of the two files, and so can be written and watched.
+    static bool Keeps(std::string_view key);
+
     // kOk, kNotFound, kWrongType or kFailed; the output is touched on kOk only. Null arguments fail.
     int Get(const char* key, Value* value);
     int GetBool(const char* key, bool* value);
