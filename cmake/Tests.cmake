@@ -9,7 +9,6 @@ function(vyrel_add_tests name)
     target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} tests_support)
     target_precompile_headers(${name} REUSE_FROM tests_support)
     gtest_discover_tests(${name}
-        DISCOVERY_MODE PRE_TEST
         TEST_PREFIX "${name}."
         PROPERTIES TIMEOUT 120 ENVIRONMENT "G_DEBUG=fatal-criticals")
 endfunction()

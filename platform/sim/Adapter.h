@@ -1,0 +1,73 @@
+#pragma once
+
+#include "sim/Slot.h"
+
+#include <bt_adapter.h>
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+class Television;
+
+/// The Bluetooth adapter.
+class Adapter
+{
+public:
+    explicit Adapter(Television& tv) : m_tv(tv) {}
+
+    // What happens to it.
+    void GoesOn();
+    void GoesOff(int result = 0);
+    /// Reports a state that it need not be in.
+    void Reports(int result, bt_adapter_state_e reported);
+
+    // What is asked of it.
+    int Enable();
+    int Disable();
+    /// Forgets all pairings and restores what it was delivered with.
+    int Reset();
+    int GetPowerOnReason(std::string& address, int& reason) const;
+    int RegisterHeadless(const std::string& address);
+    int UnregisterHeadless(const std::string& address);
+    int CreateSocket(const std::string& uuid);
+    int Listen(int socket);
+    int DestroySocket(int socket);
+    /// Open sockets that listen on this UUID.
+    [[nodiscard]] int ListeningSockets(const std::string& uuid) const;
+
+    // What it is in, for a test to set without a notice.
+    bt_adapter_state_e state = BT_ADAPTER_DISABLED;
+    std::chrono::milliseconds delay{0}; ///< of a change of state
+    std::string name;
+    bt_adapter_visibility_mode_e visibility = BT_ADAPTER_VISIBILITY_MODE_NON_DISCOVERABLE;
+    bool connectable = true;
+    bool headless = false;
+    int appReady = 0;
+    std::string eirData;
+    int chipVersion = 0x2A31;
+    /// The device that switched the set on, and why; nobody did when empty.
+    std::optional<std::pair<std::string, int>> powerOnReason;
+    std::set<std::string> headlessDevices;
+
+    Slot<bt_adapter_state_changed_cb> onStateChanged;
+
+private:
+    struct Socket
+    {
+        std::string uuid;
+        bool listening;
+    };
+    void Change(bt_adapter_state_e newState, int result);
+
+    Television& m_tv;
+    std::map<int, Socket> m_sockets;
+    int m_lastSocket = 0;
+};
+
+} // namespace sim

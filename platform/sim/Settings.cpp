@@ -1,0 +1,88 @@
+#include "sim/Settings.h"
+
+#include "sim/Misuse.h"
+#include "sim/Television.h"
+#include "sim/Text.h"
+
+namespace sim {
+
+namespace {
+
+std::string ValueText(const settings::Value& value)
+{
+    return std::visit([](const auto& held) { return ToText(held); }, value);
+}
+
+} // namespace
+
+void Settings::Open()
+{
+    const settings::Folders folders = settings::FoldersUnder(m_tv.Root());
+    m_service = std::make_unique<settings::Vconf>(folders);
+    m_other = std::make_unique<settings::Store>(folders);
+}
+
+void Settings::Close()
+{
+    m_service.reset();
+    m_other.reset();
+}
+
+void Settings::ForgetsWatches()
+{
+    m_service = std::make_unique<settings::Vconf>(settings::FoldersUnder(m_tv.Root()));
+}
+
+void Settings::Write(const char* key, const settings::Value& value)
+{
+    m_tv.tape.Note(std::string("somebody writes ") + key + " = " + ValueText(value));
+    if (m_other->Set(key, value) != settings::kOk) {
+        Misuse(std::string("the setting cannot be written: ") + key);
+    }
+}
+
+void Settings::Writes(const char* key, bool value)
+{
+    Write(key, value);
+}
+
+void Settings::Writes(const char* key, int value)
+{
+    Write(key, value);
+}
+
+void Settings::Writes(const char* key, const char* value)
+{
+    Write(key, std::string(value));
+}
+
+void Settings::Removes(const char* key)
+{
+    m_other->Unset(key);
+}
+
+std::optional<bool> Settings::Bool(const char* key)
+{
+    bool value = false;
+    return m_other->GetBool(key, &value) == settings::kOk ? std::optional(value) : std::nullopt;
+}
+
+std::optional<int> Settings::Int(const char* key)
+{
+    int value = 0;
+    return m_other->GetInt(key, &value) == settings::kOk ? std::optional(value) : std::nullopt;
+}
+
+std::optional<std::string> Settings::Text(const char* key)
+{
+    std::string value;
+    return m_other->GetString(key, &value) == settings::kOk ? std::optional(value) : std::nullopt;
+}
+
+bool Settings::Has(const char* key)
+{
+    settings::Value value;
+    return m_other->Get(key, &value) == settings::kOk;
+}
+
+} // namespace sim

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <bt_error.h>
+
+#include <utility>
+#include <vector>
+
+namespace sim {
+
+/// A place for one callback of the service. Whoever tells something asks the slot when it is time to tell, so what was
+/// on its way when the callback was taken out is dropped.
+class SlotBase
+{
+public:
+    SlotBase()
+    {
+        All().push_back(this);
+    }
+    virtual ~SlotBase()
+    {
+        std::erase(All(), this);
+    }
+    SlotBase(const SlotBase&) = delete;
+    SlotBase& operator=(const SlotBase&) = delete;
+
+    virtual void Clear() = 0;
+
+    static std::vector<SlotBase*>& All()
+    {
+        static std::vector<SlotBase*> slots;
+        return slots;
+    }
+};
+
+template <typename Callback>
+class Slot : public SlotBase
+{
+public:
+    int Set(Callback callback, void* userData)
+    {
+        m_callback = callback;
+        m_userData = userData;
+        return callback != nullptr ? 0 : -1;
+    }
+
+    int Unset()
+    {
+        const bool was = IsSet();
+        Clear();
+        return was ? BT_ERROR_NONE : BT_ERROR_NOT_INITIALIZED;
+    }
+
+    /// Takes the callback out only if it is this one.
+    int UnsetIf(Callback callback)
+    {
+        if (!IsSet() || callback != m_callback) {
+            return -1;
+        }
+        Clear();
+        return 0;
+    }
+
+    void Clear() override
+    {
+        m_callback = nullptr;
+        m_userData = nullptr;
+    }
+
+    [[nodiscard]] bool IsSet() const
+    {
+        return m_callback != nullptr;
+    }
+
+    template <typename... Arguments>
+    void Tell(Arguments... arguments) const
+    {
+        if (IsSet()) {
+            m_callback(arguments..., m_userData);
+        }
+    }
+
+private:
+    Callback m_callback = nullptr;
+    void* m_userData = nullptr;
+};
+
+} // namespace sim

@@ -1,0 +1,143 @@
+#include "sim/Television.h"
+
+#include "sim/Misuse.h"
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace sim {
+
+namespace {
+
+Television* current = nullptr;
+
+constexpr const char* kKernelLog = "/dev/kmsg";
+constexpr std::string_view kKernelLineStart = "[VYREL][";
+
+std::string FreshFolder()
+{
+    const std::string parent = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : std::filesystem::temp_directory_path();
+    std::string pattern = parent + "/television-XXXXXX";
+    if (::mkdtemp(pattern.data()) == nullptr) {
+        throw std::runtime_error("no folder for the television: " + pattern);
+    }
+    return pattern;
+}
+
+std::string RootFrom(const std::filesystem::path& root)
+{
+    return root.empty() ? FreshFolder() : root.string();
+}
+
+} // namespace
+
+Television::Television(const std::filesystem::path& root)
+    : power(*this),
+      adapter(*this),
+      devices(*this),
+      audio(*this),
+      smartRemote(*this),
+      wheel(*this),
+      settings(*this),
+      m_root(RootFrom(root)),
+      m_ownsRoot(root.empty())
+{
+    if (current != nullptr) {
+        Misuse("there is a television already");
+    }
+    current = this;
+    for (const char* folder : {"/dev", "/etc", "/opt", "/run", "/tmp"}) {
+        std::filesystem::create_directories(m_root + folder);
+    }
+    std::ofstream(PathOf(kKernelLog), std::ios::app).flush();
+    m_kernelLogRead = std::filesystem::file_size(PathOf(kKernelLog));
+    tape.SetSource([this] { PullKernelLog(); });
+    settings.Open();
+}
+
+Television::~Television()
+{
+    ServiceHasStopped();
+    queue.Clear();
+    devices.CheckRecords();
+    audio.CheckRecords();
+    settings.Close();
+    current = nullptr;
+    if (m_ownsRoot) {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_root, ignored);
+    }
+}
+
+Television& Television::Current()
+{
+    if (current == nullptr) {
+        Misuse("a platform function is called and there is no television");
+    }
+    return *current;
+}
+
+bool Television::IsOn()
+{
+    return current != nullptr;
+}
+
+void Television::ServiceHasStopped()
+{
+    for (SlotBase* slot : SlotBase::All()) {
+        slot->Clear();
+    }
+    settings.ForgetsWatches();
+}
+
+std::filesystem::path Television::PathOf(std::string_view path) const
+{
+    return m_root + std::string(path);
+}
+
+void Television::MakesFile(std::string_view path, std::string_view contents)
+{
+    std::filesystem::create_directories(PathOf(path).parent_path());
+    std::ofstream(PathOf(path), std::ios::trunc) << contents;
+}
+
+void Television::RemovesFile(std::string_view path)
+{
+    std::filesystem::remove_all(PathOf(path));
+}
+
+bool Television::HasFile(std::string_view path) const
+{
+    return std::filesystem::exists(PathOf(path));
+}
+
+std::string Television::ReadFile(std::string_view path) const
+{
+    std::ifstream file(PathOf(path));
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// The service writes to the kernel log by itself. Before anything else is written on the tape, and before the tape is
+/// read, what came since is taken over; so the order is kept. Lines have no end of their own: each begins with the tag.
+void Television::PullKernelLog()
+{
+    std::error_code missing;
+    const std::uintmax_t size = std::filesystem::file_size(PathOf(kKernelLog), missing);
+    if (missing || size == m_kernelLogRead) {
+        return;
+    }
+    std::string news = ReadFile(kKernelLog).substr(m_kernelLogRead);
+    m_kernelLogRead = size;
+    std::size_t begin = 0;
+    while (begin < news.size()) {
+        const std::size_t end = std::min(news.find(kKernelLineStart, begin + 1), news.size());
+        tape.RecordPulled({.kind = Kind::Kernel, .text = news.substr(begin, end - begin)});
+        begin = end;
+    }
+}
+
+} // namespace sim

@@ -1,0 +1,68 @@
+#include "sim/Text.h"
+
+#include <array>
+#include <cstdio>
+
+namespace sim {
+
+namespace {
+
+std::string Hex(unsigned char byte)
+{
+    std::array<char, 4> text = {};
+    std::snprintf(text.data(), text.size(), "%02x", byte);
+    return text.data();
+}
+
+} // namespace
+
+std::string Quoted(std::string_view text)
+{
+    std::string quoted = "\"";
+    for (const char character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (character == '"' || character == '\\') {
+            quoted += '\\';
+            quoted += character;
+        } else if (byte < 0x20 || byte == 0x7F) {
+            quoted += "\\x" + Hex(byte);
+        } else {
+            quoted += character;
+        }
+    }
+    return quoted + "\"";
+}
+
+std::string ToText(const char* text)
+{
+    return text == nullptr ? "null" : Quoted(text);
+}
+
+std::string ToText(const std::string& text)
+{
+    return Quoted(text);
+}
+
+std::string ToText(Bytes bytes)
+{
+    if (bytes.data == nullptr) {
+        return "null";
+    }
+    std::string text;
+    for (int index = 0; index < bytes.length; ++index) {
+        text += (index > 0 ? " " : "") + Hex(static_cast<const unsigned char*>(bytes.data)[index]);
+    }
+    return "[" + text + "]";
+}
+
+std::string ToText(bool value)
+{
+    return value ? "true" : "false";
+}
+
+std::string ToText(unsigned char byte)
+{
+    return "0x" + Hex(byte);
+}
+
+} // namespace sim

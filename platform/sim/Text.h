@@ -1,0 +1,43 @@
+#pragma once
+
+// How arguments and results look on the tape.
+
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+namespace sim {
+
+/// A byte buffer, shown in hexadecimal.
+struct Bytes
+{
+    const void* data;
+    int length;
+};
+
+/// In double quotes, with control characters, quotes and backslashes escaped.
+std::string Quoted(std::string_view text);
+std::string ToText(const char* text); ///< quoted, or null
+std::string ToText(const std::string& text);
+std::string ToText(Bytes bytes);
+std::string ToText(bool value);
+std::string ToText(unsigned char byte); ///< as 0x06
+
+template <typename Number>
+requires(std::is_integral_v<Number> || std::is_enum_v<Number>) std::string ToText(Number value)
+{
+    return std::to_string(static_cast<long long>(value));
+}
+
+/// `name(first, second)`
+template <typename... Arguments>
+std::string CallText(const char* name, const Arguments&... arguments)
+{
+    std::string text = std::string(name) + "(";
+    [[maybe_unused]] bool first = true;
+    ((text += std::exchange(first, false) ? "" : ", ", text += ToText(arguments)), ...);
+    return text + ")";
+}
+
+} // namespace sim

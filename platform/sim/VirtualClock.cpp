@@ -1,0 +1,173 @@
+// The process's own clock_gettime, usleep, nanosleep and clock_nanosleep stand before those of the C library, for GLib
+// too; they add what was asked for to the kernel's clocks.
+
+#include "sim/VirtualClock.h"
+
+#include <glib.h>
+
+#include <errno.h>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <utility>
+
+namespace sim {
+
+namespace {
+
+using std::chrono::duration_cast;
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+
+// The C functions below have no object to ask, and may be called before main.
+std::atomic<std::int64_t> ahead{0}; // nanoseconds
+std::atomic<bool> installed{false};
+nanoseconds bound{-1}; // how far Advance may move the clock; negative while it isn't running
+std::function<void(microseconds)>* sleepListener = nullptr;
+
+bool IsMainThread()
+{
+    return ::syscall(SYS_gettid) == ::getpid();
+}
+
+nanoseconds Now()
+{
+    struct timespec now = {};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return std::chrono::seconds(now.tv_sec) + nanoseconds(now.tv_nsec);
+}
+
+void Move(nanoseconds time)
+{
+    ahead += time.count();
+}
+
+/// Polls without waiting; when nothing is ready, the wait is over at once and the clock is moved instead.
+gint PollInVirtualTime(GPollFD* descriptors, guint count, gint timeout)
+{
+    auto* polled = reinterpret_cast<struct pollfd*>(descriptors);
+    const int ready = ::poll(polled, count, 0);
+    if (ready != 0 || timeout == 0) {
+        return ready;
+    }
+    if (bound.count() < 0) {
+        return ::poll(polled, count, timeout);
+    }
+    const nanoseconds left = std::max(bound - Now(), nanoseconds(0));
+    Move(timeout < 0 ? left : std::min<nanoseconds>(left, milliseconds(timeout)));
+    return 0;
+}
+
+bool SleepsVirtually()
+{
+    return installed && IsMainThread();
+}
+
+void Sleep(nanoseconds time)
+{
+    Move(time);
+    if (sleepListener != nullptr && *sleepListener) {
+        (*sleepListener)(duration_cast<microseconds>(time));
+    }
+}
+
+nanoseconds ToDuration(const struct timespec& time)
+{
+    return std::chrono::seconds(time.tv_sec) + nanoseconds(time.tv_nsec);
+}
+
+} // namespace
+
+VirtualClock::VirtualClock() : m_start(Now())
+{
+    sleepListener = new std::function<void(microseconds)>(); // lives as long as the C functions may need it
+    installed = true;
+    g_main_context_set_poll_func(nullptr, PollInVirtualTime);
+}
+
+VirtualClock::~VirtualClock()
+{
+    g_main_context_set_poll_func(nullptr, nullptr);
+    installed = false;
+    delete std::exchange(sleepListener, nullptr);
+}
+
+void VirtualClock::Advance(milliseconds time)
+{
+    bound = Now() + time;
+    while (Now() < bound) {
+        g_main_context_iteration(nullptr, TRUE);
+    }
+    bound = nanoseconds(-1);
+    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
+    }
+}
+
+milliseconds VirtualClock::Elapsed() const
+{
+    return duration_cast<milliseconds>(Now() - m_start);
+}
+
+void VirtualClock::OnSleep(std::function<void(microseconds)> listener)
+{
+    *sleepListener = std::move(listener);
+}
+
+} // namespace sim
+
+extern "C" {
+
+int clock_gettime(clockid_t clock, struct timespec* time)
+{
+    const long result = ::syscall(SYS_clock_gettime, clock, time);
+    if (result == 0 && (clock == CLOCK_MONOTONIC || clock == CLOCK_REALTIME)) {
+        constexpr std::int64_t kSecond = 1'000'000'000;
+        const std::int64_t nanoseconds = time->tv_nsec + sim::ahead.load();
+        time->tv_sec += nanoseconds / kSecond;
+        time->tv_nsec = nanoseconds % kSecond;
+    }
+    return static_cast<int>(result);
+}
+
+int clock_nanosleep(clockid_t clock, int flags, const struct timespec* request, struct timespec* remain)
+{
+    if (sim::SleepsVirtually()) {
+        const std::chrono::nanoseconds end = sim::ToDuration(*request);
+        sim::Sleep((flags & TIMER_ABSTIME) != 0 ? std::max(end - sim::Now(), std::chrono::nanoseconds(0)) : end);
+        return 0;
+    }
+    // Not errno but its value, as this function has it.
+    return ::syscall(SYS_clock_nanosleep, clock, flags, request, remain) == 0 ? 0 : errno;
+}
+
+int nanosleep(const struct timespec* request, struct timespec* remain)
+{
+    const int failure = clock_nanosleep(CLOCK_MONOTONIC, 0, request, remain);
+    errno = failure != 0 ? failure : errno;
+    return failure == 0 ? 0 : -1;
+}
+
+int usleep(useconds_t microseconds)
+{
+    const struct timespec request = {static_cast<time_t>(microseconds / 1'000'000),
+                                     static_cast<long>(microseconds % 1'000'000) * 1'000};
+    return nanosleep(&request, nullptr);
+}
+
+time_t time(time_t* result)
+{
+    struct timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    if (result != nullptr) {
+        *result = now.tv_sec;
+    }
+    return now.tv_sec;
+}
+
+} // extern "C"

@@ -1,0 +1,32 @@
+#include "sim/Call.h"
+
+#include <system_info.h>
+
+#include <cstring>
+
+using sim::Call;
+using sim::Television;
+
+int system_info_get_custom_bool(const char* key, bool* value)
+{
+    return Call(__func__, key).Gives(value, [=](Television& tv, bool& out) { return tv.features.GetBool(key, out); });
+}
+
+int system_info_get_custom_int(const char* key, int* value)
+{
+    return Call(__func__, key).Gives(value, [=](Television& tv, int& out) { return tv.features.GetInt(key, out); });
+}
+
+int system_info_get_value_int(int key, int* value)
+{
+    return Call(__func__, key).Gives(value, [=](Television& tv, int& out) {
+        return tv.features.GetSystemInt(key, out);
+    });
+}
+
+int system_info_get_value_string(int key, char** value)
+{
+    return Call(__func__, key).GivesText(value, [=](Television& tv) {
+        return key == SYSTEM_INFO_MODEL_NAME ? tv.features.modelName : std::nullopt;
+    });
+}
