@@ -83,6 +83,13 @@ public:
     void sendWirelessBtConnectKpi(const std::string& address, int strength);
 
 private:
+    static void OnRssiStrength(char* address, int linkType, int strength, void* userData);
+    void cancelReconnection();
+
+    /// Who asked for a signal strength last. Such a question cannot be taken back, and the answer may come when the
+    /// handler that asked is gone.
+    static inline CBluetoothEventHandler* s_rssiReceiver = nullptr;
+
     std::uint32_t m_reconnectionTimer = 0;
     std::unique_ptr<CBluetoothEventSubscriber> m_subscriber;
     std::shared_ptr<CDbusClient> m_dbusClient;

@@ -72,6 +72,13 @@ public:
     void HandleSspConcentRequest(int result, const std::string& name, const std::string& address);
 
 private:
+    void registerAvrcpCallbacks();
+    /// True for the user data of the subscriber that listens now. The volume and player roles stay open for good, so
+    /// their events may come when their subscriber is gone.
+    static bool isListening(const void* userData);
+
+    static inline CBluetoothEventSubscriber* s_listener = nullptr;
+
     std::shared_ptr<CDbusClient> m_dbusClient;
     std::function<void()> m_authorizationCallback;
     std::function<void(bool, bt_device_connection_info_s*)> m_aclConnectionCallback;

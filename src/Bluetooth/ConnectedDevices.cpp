@@ -1,0 +1,274 @@
+// Devices: what is connected at the start, the last speaker, a reset of the pairings, and the report of each
+// connection.
+
+#include "Bluetooth/BluetoothEventHandler.h"
+#include "Bluetooth/BluetoothUtil.h"
+#include "Bluetooth/SiblingCalls.h"
+#include "CommonUtil.h"
+#include "DbusClient/DbusClient.h"
+#include "GlibPointers.h"
+#include "KpiRemocon.h"
+#include "KpiWireless.h"
+#include "LiteDebug.h"
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
+#include "Utf8.h"
+#include "VconfUtil.h"
+
+#include <bt_error.h>
+#include <device_power.h>
+
+namespace {
+
+constexpr guint kReconnectionDelay = 10000; // milliseconds
+
+// The set's sound went to one of these: Bluetooth speakers.
+constexpr int kBluetoothSpeakerRoute = 3;
+constexpr int kBluetoothSpeakersRoute = 5;
+
+constexpr int kWakeUpByBluetooth = 94;
+constexpr int kWakeUpByBluetoothInStandby = 95;
+
+constexpr power_state_e kNormal = 0;
+constexpr power_state_e kBackgroundStandby = 2;
+constexpr power_state_e kLowPowerMode = 4;
+
+constexpr unsigned int kSmartRemoteProductId = 0x2075;
+
+constexpr const char* kGattService = "0x40";
+constexpr const char* kHidService = "0x08";
+constexpr const char* kHandsFreeService = "0x04";
+constexpr const char* kAudioService = "0x02";
+
+/// True when the state is one in which this reason can have switched the set on.
+bool IsWokenByBluetooth(int reason, power_state_e state)
+{
+    if (reason == kWakeUpByBluetoothInStandby) {
+        return state == kBackgroundStandby || state == kLowPowerMode;
+    }
+    return state == kNormal || state == kBackgroundStandby;
+}
+
+bool RemoveBond(bt_device_info_s* info, void* userData)
+{
+    if (userData == nullptr) {
+        LOGE("UserData is NULL");
+        return true;
+    }
+    return static_cast<CBluetoothEventHandler*>(userData)->removeBondedDevice(info);
+}
+
+} // namespace
+
+void CBluetoothEventHandler::handleConnectedDevice()
+{
+    const bool isA2dpConnected = BluetoothUtil::isA2dpDeviceConnected(BT_AUDIO_PROFILE_A2DP_SOURCE);
+    std::string address;
+    const bool isHandsFreeConnected = BluetoothUtil::isHfpDeviceConnected(BT_AUDIO_PROFILE_HANDS_FREE, address);
+    if (isA2dpConnected) {
+        LOGI("a2dp source connected");
+        CallAndGoOn(m_dbusClient.get(), kConnectionManager, "CheckConnectedDevice", nullptr);
+        if (isHandsFreeConnected) {
+            LOGI("HFP connected, %s", address.c_str());
+            CallAndWait(m_dbusClient.get(), kHandsFreeAgent, "StartDaemon",
+                        g_variant_new("(s)", Util::ToValidUtf8(address).c_str()), kAgentStartTimeout);
+        }
+        return;
+    }
+    LOGI("a2dp source is not connected");
+    if (isHandsFreeConnected) {
+        // Hands-free alone is of no use to a set that has just started.
+        LOGI("HFP connected, %s", address.c_str());
+        bt_audio_disconnect(address.c_str(), BT_AUDIO_PROFILE_HANDS_FREE);
+    }
+}
+
+bool CBluetoothEventHandler::isLastSoundOutputBTspk()
+{
+    int route = 0;
+    Util::VconfUtil::GetVconf(VconfKey::DB_VYREL_LASTSOUNDROUTE, route);
+    LOGI("last tv soundoutput is %d", route);
+    return route == kBluetoothSpeakerRoute || route == kBluetoothSpeakersRoute;
+}
+
+void CBluetoothEventHandler::addTimerForLastConnectedBtSpeaker()
+{
+    if (isLastSoundOutputBTspk() && device_power_get_state() == kNormal) {
+        m_reconnectionTimer = g_timeout_add(kReconnectionDelay, handleLastConnectedSpk, this);
+    }
+}
+
+int CBluetoothEventHandler::handleLastConnectedSpk(void* userData)
+{
+    if (userData == nullptr) {
+        LOGE("userData is NULL");
+        return G_SOURCE_REMOVE;
+    }
+    auto* handler = static_cast<CBluetoothEventHandler*>(userData);
+    if (!BluetoothUtil::isA2dpDeviceConnected()) {
+        Util::VconfUtil::SetVconf(VconfKey::DB_VYREL_LASTSOUNDROUTE, 0);
+        CallAndGoOn(handler->m_dbusClient.get(), kConnectionManager, "LastConnectedBtSpk", nullptr);
+    }
+    handler->m_reconnectionTimer = 0;
+    return G_SOURCE_REMOVE;
+}
+
+bool CBluetoothEventHandler::isBtWakeUpReasonAndPowerState()
+{
+    const int reason = device_power_get_wakeup_reason();
+    LOGI("wake up reason = %d", reason);
+    if (reason != kWakeUpByBluetooth && reason != kWakeUpByBluetoothInStandby) {
+        return false;
+    }
+    if (!IsWokenByBluetooth(reason, device_power_get_state())) {
+        LOGI("Not A2DP power on scenario");
+        return false;
+    }
+    return true;
+}
+
+bool CBluetoothEventHandler::isA2dpPowerOn(std::string& address)
+{
+    char* text = nullptr;
+    int reason = 0;
+    const int result = bt_adapter_get_power_on_reason(&text, &reason);
+    const Util::MallocString platformAddress(text);
+    if (result != BT_ERROR_NONE || !platformAddress) {
+        LOGE("Fail to get bt wake-up reason");
+        return false;
+    }
+    const bool isA2dp = reason == BT_ADAPTER_POWER_ON_REASON_A2DP;
+    LOGI("wake up address : %s, wake up reason : %d", platformAddress.get(), reason);
+    LOGI("A2DP power on : %d", isA2dp ? 1 : 0);
+    if (!isA2dp) {
+        return false;
+    }
+    address = platformAddress.get();
+    LOGI("A2DP wake up case. addr : %s", address.c_str());
+    return true;
+}
+
+void CBluetoothEventHandler::removeAllPairedDeviceToReset()
+{
+    int isRequested = 0;
+    Util::VconfUtil::GetVconf(VconfKey::DB_VYREL_RESET, isRequested);
+    if (isRequested == 0) {
+        LOGE("<Not error> Not reset case.");
+        return;
+    }
+    // Cleared first: whatever comes of it, it is not done again at the next enable.
+    Util::VconfUtil::SetVconf(VconfKey::DB_VYREL_RESET, 0);
+    LOGE("<Not error> Remove all paired devices");
+    bt_adapter_foreach_bonded_device(RemoveBond, this);
+    CallAndGoOn(m_dbusClient.get(), kConnectionManager, "DeleteDatabase", nullptr);
+    LOGE("<Not error> Remove all paired devices, Done");
+}
+
+bool CBluetoothEventHandler::removeBondedDevice(bt_device_info_s* info)
+{
+    if (info == nullptr) {
+        LOGE("deviceinfo is NULL");
+        return true;
+    }
+    if (info->remote_address == nullptr) {
+        LOGE("deviceinfo->remote_address is NULL");
+        return true;
+    }
+    const std::string address(info->remote_address);
+    if (!info->is_bonded || address.empty()) {
+        return true;
+    }
+    unsigned int vendor = 0;
+    unsigned int product = 0;
+    bt_device_get_remote_vid_pid(address.c_str(), &vendor, &product);
+    // The remote stays paired: nothing else could be operated without it.
+    if (product != kSmartRemoteProductId) {
+        LOGE("<Not error> Remove %s", address.c_str());
+        bt_device_destroy_bond(address.c_str());
+    }
+    return true;
+}
+
+void CBluetoothEventHandler::onDeviceConnectionStateChanged(bool /*connected*/, bt_device_connection_info_s* info)
+{
+    if (info == nullptr) {
+        LOGE("connInfo is NULL");
+        return;
+    }
+    if (info->remote_address == nullptr) {
+        LOGE("remote_Address is NULL");
+        return;
+    }
+    if (!m_smartRcHandler) {
+        LOGE("no remote handler, the link of %s is dropped", info->remote_address);
+        return;
+    }
+    m_smartRcHandler->SetHsmVconf(info->remote_address, info->disconnect_reason);
+}
+
+void CBluetoothEventHandler::onGattConnected(const std::string& address)
+{
+    m_serviceMap[address] = kGattService;
+    LOGI("Add WirelessInfo [%s:0x40]", address.c_str());
+    setRssiCallback(address);
+}
+
+void CBluetoothEventHandler::onHidConnected(const std::string& address)
+{
+    m_serviceMap[address] = kHidService;
+    LOGI("Add WirelessInfo [%s:0x08]", address.c_str());
+    setRssiCallback(address);
+}
+
+void CBluetoothEventHandler::onAudioConnected(const std::string& address, bt_audio_profile_type_e type)
+{
+    m_serviceMap[address] = type == BT_AUDIO_PROFILE_HANDS_FREE ? kHandsFreeService : kAudioService;
+    // One line for both kinds of audio, whatever the map holds.
+    LOGI("Add WirelessInfo [%s:0x02]", address.c_str());
+    setRssiCallback(address);
+}
+
+void CBluetoothEventHandler::setRssiCallback(const std::string& address)
+{
+    s_rssiReceiver = this;
+    const int result = bt_device_get_rssi_strength(address.c_str(), BT_DEVICE_LINK_ANY, OnRssiStrength, this);
+    LOGI("ret = %s", Util::CommonUtil::ERR_STR(result));
+}
+
+void CBluetoothEventHandler::OnRssiStrength(char* address, int /*linkType*/, int strength, void* userData)
+{
+    if (userData == nullptr || userData != s_rssiReceiver) {
+        LOGE("userData is NULL");
+        return;
+    }
+    if (address == nullptr) {
+        LOGE("address is NULL");
+        return;
+    }
+    static_cast<CBluetoothEventHandler*>(userData)->sendWirelessBtConnectKpi(address, strength);
+}
+
+void CBluetoothEventHandler::sendWirelessBtConnectKpi(const std::string& address, int strength)
+{
+    const std::string validAddress = Util::ToValidUtf8(address);
+    if (BluetoothUtil::isSmartRc(address)) {
+        const Util::VariantPtr payload = Util::TakeBody(g_variant_new("(sii)", validAddress.c_str(), strength, 0));
+        KpiRemocon("BTCONNECT", "EV006", payload.get()).SendKPIEvent();
+        return;
+    }
+    const auto service = m_serviceMap.find(address);
+    if (service == m_serviceMap.end()) {
+        LOGE("Can not find service id of %s", address.c_str());
+        return;
+    }
+    std::string name;
+    if (!BluetoothUtil::getDeviceName(address, name)) {
+        name = "InValidName";
+    }
+    const int deviceCount = BluetoothUtil::getNumberOfBtdevice();
+    const gboolean isDualAudio = BluetoothUtil::isDualAudio() ? TRUE : FALSE;
+    const Util::VariantPtr payload =
+        Util::TakeBody(g_variant_new("(sssiib)", service->second.c_str(), Util::ToValidUtf8(name).c_str(),
+                                     validAddress.c_str(), strength, deviceCount, isDualAudio));
+    KpiWireless("BT_DEV", "EV003", payload.get()).SendKPIEvent();
+    m_serviceMap.erase(service);
+}

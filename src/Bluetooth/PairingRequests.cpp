@@ -1,0 +1,111 @@
+// Requests to pair and to connect. The connection manager, which owns the screen, answers them; here one is refused,
+// and only because nobody would.
+
+#include "Bluetooth/BluetoothEventSubscriber.h"
+#include "Bluetooth/BluetoothUtil.h"
+#include "Bluetooth/SiblingCalls.h"
+#include "DbusClient/DbusClient.h"
+#include "LiteDebug.h"
+#include "Utf8.h"
+
+namespace {
+
+bool IsConnectionManagerAlive(CDbusClient* client)
+{
+    return client != nullptr && client->IsServiceAlive(kConnectionManager.name, kConnectionManager.path,
+                                                       kConnectionManager.interface, "Hello", kCallTimeout);
+}
+
+} // namespace
+
+void CBluetoothEventSubscriber::OnAuthorizationRequest(int result, char* address, char* name,
+                                                       bt_profile_service_id_e service, void* userData)
+{
+    if (userData == nullptr) {
+        LOGE("userData is NULL");
+        return;
+    }
+    if (address == nullptr) {
+        LOGE("address is NULL");
+        return;
+    }
+    if (name == nullptr) {
+        LOGE("name is NULL");
+        return;
+    }
+    static_cast<CBluetoothEventSubscriber*>(userData)->HandleAuthorizationRequest(result, address, name, service);
+}
+
+void CBluetoothEventSubscriber::OnAuthenticaionRequest(int result, bt_authentication_type_info_e type, char* name,
+                                                       char* address, char* passKey, void* userData)
+{
+    if (userData == nullptr) {
+        LOGE("userData is NULL");
+        return;
+    }
+    if (address == nullptr) {
+        LOGE("address is NULL");
+        return;
+    }
+    if (name == nullptr) {
+        LOGE("name is NULL");
+        return;
+    }
+    // Not every way to pair has a key.
+    static_cast<CBluetoothEventSubscriber*>(userData)->HandleAuthenticaionRequest(result, type, name, address,
+                                                                                  passKey != nullptr ? passKey : "");
+}
+
+void CBluetoothEventSubscriber::OnSspConcentRequest(int result, char* name, char* address, void* userData)
+{
+    if (userData == nullptr) {
+        LOGE("userData is NULL");
+        return;
+    }
+    if (address == nullptr) {
+        LOGE("address is NULL");
+        return;
+    }
+    if (name == nullptr) {
+        LOGE("deviceName is NULL");
+        return;
+    }
+    static_cast<CBluetoothEventSubscriber*>(userData)->HandleSspConcentRequest(result, name, address);
+}
+
+void CBluetoothEventSubscriber::HandleAuthorizationRequest(int result, const std::string& address,
+                                                           const std::string& name, bt_profile_service_id_e service)
+{
+    // Before anything else: the call below may take seconds, in which the reconnection would come in between.
+    if (m_authorizationCallback) {
+        m_authorizationCallback();
+    }
+    LOGI("enter: result[%d], address[%s], name[%s], serviceid[%d]", result, address.c_str(), name.c_str(), service);
+    if (!BluetoothUtil::isA2dpDeviceConnected() && service == BT_PROFILE_SERVICE_AUDIO &&
+        !IsConnectionManagerAlive(m_dbusClient.get())) {
+        LOGE("connection manager is not working. reject");
+        bt_device_reject_authorization(address.c_str(), BT_PROFILE_SERVICE_AUDIO);
+        return;
+    }
+    CallAndWait(
+        m_dbusClient.get(), kConnectionManager, "AuthorizationRequest",
+        g_variant_new("(ssii)", Util::ToValidUtf8(address).c_str(), Util::ToValidUtf8(name).c_str(), service, result),
+        kCallTimeout);
+}
+
+void CBluetoothEventSubscriber::HandleAuthenticaionRequest(int result, bt_authentication_type_info_e type,
+                                                           const std::string& name, const std::string& address,
+                                                           const std::string& passKey)
+{
+    CallAndWait(m_dbusClient.get(), kConnectionManager, "AuthenticaionRequest",
+                g_variant_new("(sssii)", Util::ToValidUtf8(address).c_str(), Util::ToValidUtf8(name).c_str(),
+                              Util::ToValidUtf8(passKey).c_str(), type, result),
+                kCallTimeout);
+}
+
+void CBluetoothEventSubscriber::HandleSspConcentRequest(int result, const std::string& name, const std::string& address)
+{
+    CallAndWait(m_dbusClient.get(), kConnectionManager, "SspConcentRequest",
+                g_variant_new("(ssi)", Util::ToValidUtf8(address).c_str(), Util::ToValidUtf8(name).c_str(), result),
+                kCallTimeout);
+}
