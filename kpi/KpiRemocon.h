@@ -68,13 +68,16 @@ public:
     /// Sets the input type that the model of the remote has; a model that nobody knows changes nothing.
     void SetSmartRcInputType();
 
+protected:
+    /// Code of the input type that connection events carry.
+    std::string m_inputType;
+
 private:
     void BuildBatteryDescription(GVariant* payload);
     void BuildBtConnectDescription(GVariant* payload);
     void BuildAmbientLightDescription(GVariant* payload);
     void BuildSolarChargeDescription(GVariant* payload);
 
-    std::string m_inputType;
     std::map<std::string, std::function<void(GVariant*)>> m_builders;
     KpiRemoconEventType m_eventType;
 };
