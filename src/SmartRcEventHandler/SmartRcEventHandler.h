@@ -1,5 +1,7 @@
 #pragma once
 
+#include <glib.h>
+
 #include <bt_device.h>
 #include <bt_hid.h>
 #include <vconf.h>
@@ -13,7 +15,7 @@
 class CDbusClient;
 
 /// The set's own remote controls.
-enum Remote_Control_Device_Type
+enum Remote_Control_Device_Type : int
 {
     SmartRc = 0,
     HalvoWheel = 1
@@ -53,6 +55,8 @@ public:
     ~CSmartRcEventHandler();
     CSmartRcEventHandler(const CSmartRcEventHandler&) = delete;
     CSmartRcEventHandler& operator=(const CSmartRcEventHandler&) = delete;
+
+    // --- Start and stop: SmartRcEventHandler.cpp ---
 
     void Init(std::shared_ptr<CDbusClient> dbusClient);
     void Deinit();
@@ -197,6 +201,15 @@ public:
     void OnFirstScreenStateChagned(keynode_t* keyNode);
 
 private:
+    // The timers whose ids are kept: each clears its id when it ends, because a stale one would be removed once more.
+    static int OnIrKeyCodeTimer(void* userData);
+    static int OnUseModeTimer(void* userData);
+
+    /// \param arguments the call's body, null for none; consumed when it is floating
+    void CallConnectionManager(const std::string& method, GVariant* arguments);
+    /// Gives the low-battery notice that this reading is due, if any.
+    void JudgeBattery(Remote_Control_Device_Type type, int battery);
+
     std::shared_ptr<CDbusClient> m_dbusClient;
     bool m_smartRcFirstBattery;
     bool m_halvoWheelFirstBattery;

@@ -1,0 +1,162 @@
+// The light in the room: a sample an hour, eight samples an event.
+
+#include "CommonUtil.h"
+#include "LiteDebug.h"
+#include "RemoteKpi.h"
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
+
+#include <ppi_ecs.h>
+
+#include <array>
+#include <ctime>
+#include <utility>
+
+namespace {
+
+constexpr unsigned int kSamplePeriodMs = 3600000;
+constexpr std::size_t kSlots = 8;
+constexpr const char* kSampleStatus = "2";
+
+/// \param sensor as it was on failure
+bool ReadSensor(ppi_ecs_colorsensor_info& sensor)
+{
+    if (ppi_ecs_get_colorsensor_info(&sensor) != 0) {
+        LOGE("getting sensor info failed");
+        return false;
+    }
+    return true;
+}
+
+/// Appends one field of all samples. Missing samples are empty slots at the end, so whoever reads the event always
+/// finds eight.
+void AppendSlots(const std::list<AmbiLightStruct>& samples, std::string AmbiLightStruct::*field, std::string& text)
+{
+    for (const AmbiLightStruct& sample : samples) {
+        text += sample.*field + "|";
+    }
+    if (samples.size() == kSlots) {
+        text.erase(text.rfind('|'));
+    } else if (samples.size() < kSlots) {
+        text.append(kSlots - 1 - samples.size(), '|');
+    }
+}
+
+gboolean OnSampleTimer(gpointer userData)
+{
+    if (userData == nullptr) {
+        LOGE("userData is NULL");
+        return G_SOURCE_REMOVE;
+    }
+    // The eighth sample removes this very timer; going on does not revive it.
+    static_cast<CSmartRcEventHandler*>(userData)->SaveAmbiLightInfo();
+    return G_SOURCE_CONTINUE;
+}
+
+} // namespace
+
+void CSmartRcEventHandler::StartAmbiLightTimer()
+{
+    if (m_ambiLightTimerId != 0) {
+        StopAmbiLightTimer();
+    }
+    m_ambiLightTimerId = g_timeout_add(kSamplePeriodMs, OnSampleTimer, this);
+    LOGI("Start AmbiLight Timer %d", static_cast<int>(m_ambiLightTimerId));
+}
+
+void CSmartRcEventHandler::StopAmbiLightTimer()
+{
+    LOGI("Stop AmbiLight Kpi Info");
+    Util::CommonUtil::RemoveTimer(&m_ambiLightTimerId);
+}
+
+void CSmartRcEventHandler::GetLuxValue(int& lux)
+{
+    ppi_ecs_colorsensor_info sensor = {};
+    lux = ReadSensor(sensor) ? static_cast<int>(sensor.illuminance) : -1;
+}
+
+bool CSmartRcEventHandler::GetCurrentSensorInfo(AmbiLightStruct& sample)
+{
+    ppi_ecs_colorsensor_info sensor = {};
+    if (!ReadSensor(sensor)) {
+        return false;
+    }
+    sample.lux = Util::CommonUtil::ToString(static_cast<int>(sensor.illuminance));
+    sample.cct = Util::CommonUtil::ToString(static_cast<int>(sensor.color_temperature));
+    GetCurrentTime(sample.timeStamp);
+    return true;
+}
+
+void CSmartRcEventHandler::GetCurrentTime(std::string& time)
+{
+    // The time zone may have been changed since the last sample.
+    ::tzset();
+    const std::time_t now = std::time(nullptr);
+    std::tm local = {};
+    std::array<char, 32> text = {};
+    if (::localtime_r(&now, &local) == nullptr || std::strftime(text.data(), text.size(), "%F %T", &local) == 0) {
+        LOGE("getting local time failed");
+        return;
+    }
+    time = text.data();
+}
+
+void CSmartRcEventHandler::SaveAmbiLightInfo()
+{
+    AmbiLightStruct sample;
+    sample.status = kSampleStatus;
+    if (!GetCurrentSensorInfo(sample)) {
+        LOGE("failed to get sensor info");
+        return;
+    }
+    m_ambiLightList.push_back(std::move(sample));
+    LOGI("save AmbiLight Kpi Info");
+    if (m_ambiLightList.size() == kSlots) {
+        SendAmbiLightKpi();
+    }
+}
+
+void CSmartRcEventHandler::GetSavedAllLuxInfo(std::string& lux)
+{
+    AppendSlots(m_ambiLightList, &AmbiLightStruct::lux, lux);
+}
+
+void CSmartRcEventHandler::GetSavedAllCctInfo(std::string& cct)
+{
+    AppendSlots(m_ambiLightList, &AmbiLightStruct::cct, cct);
+}
+
+void CSmartRcEventHandler::GetSavedAllTimeStampInfo(std::string& timeStamps)
+{
+    AppendSlots(m_ambiLightList, &AmbiLightStruct::timeStamp, timeStamps);
+}
+
+void CSmartRcEventHandler::GetSavedStatusInfo(std::string& status)
+{
+    AppendSlots(m_ambiLightList, &AmbiLightStruct::status, status);
+}
+
+void CSmartRcEventHandler::ClearAmbiLightInfo()
+{
+    m_ambiLightList.clear();
+}
+
+void CSmartRcEventHandler::SendAmbiLightKpi()
+{
+    StopAmbiLightTimer();
+    if (m_ambiLightList.empty()) {
+        LOGI("saved AmbiLight Kpi Info is none");
+        return;
+    }
+    std::string lux;
+    std::string cct;
+    std::string timeStamps;
+    std::string status;
+    GetSavedAllLuxInfo(lux);
+    GetSavedAllCctInfo(cct);
+    GetSavedAllTimeStampInfo(timeStamps);
+    GetSavedStatusInfo(status);
+    SendRemoteKpi("AMBILIGHT", "EV015",
+                  g_variant_new("(ssss)", lux.c_str(), cct.c_str(), timeStamps.c_str(), status.c_str()));
+    ClearAmbiLightInfo();
+}

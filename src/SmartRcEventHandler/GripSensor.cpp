@@ -1,0 +1,190 @@
+// The grip sensor: off while the setup wizard runs, and what happens when somebody picks the smart remote up.
+
+#include "CommonUtil.h"
+#include "ExceptionText.h"
+#include "LiteDebug.h"
+#include "RemoteKpi.h"
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
+#include "SystemConfigUtil.h"
+#include "VconfUtil.h"
+
+#include <bt_error.h>
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+constexpr unsigned char kCommandGripSensorOn = 0x30;
+constexpr unsigned char kCommandGripSensorOff = 0x31;
+constexpr const char* kPopupCountKey = "memory/vyrel/count_display_grip_sensor_popup";
+constexpr int kMaxPopupCount = 5;
+constexpr int kReasonGripped = 5;
+constexpr std::array<const char*, 3> kSetupModes = {"PNP_SETUP", "SMARTHUB_SETUP", "OSU_TERMS_SETUP"};
+
+/// What the solar usage event says of the sensor.
+enum GripKpiStatus
+{
+    kGripUnknown = 1,
+    kGripOff = 2,
+    kGripOn = 3
+};
+
+bool IsSetupMode(const std::string& wizardMode)
+{
+    return std::any_of(kSetupModes.begin(), kSetupModes.end(),
+                       [&wizardMode](const char* setupMode) { return wizardMode == setupMode; });
+}
+
+std::string ReadWizardMode()
+{
+    std::string wizardMode;
+    Util::VconfUtil::GetVconf(VconfKey::MEMORY_WIZARD_WIZARD_MODE, wizardMode);
+    return wizardMode;
+}
+
+/// The sensor's state; not available when the platform does not say.
+bt_hid_sc_grip_sensor_state_e QueryState()
+{
+    bt_hid_sc_grip_sensor_state_e state = BT_SC_GRIP_SENSOR_NOT_AVAILABLE;
+    const int result = bt_hid_get_smart_rc_grip_sensor_state(&state);
+    LOGI("bt_hid_get_smart_rc_grip_sensor_state ret = %s state = %d", Util::CommonUtil::ERR_STR(result), state);
+    return state;
+}
+
+} // namespace
+
+void CSmartRcEventHandler::OnGripSensorStateChanged(bt_hid_sc_grip_sensor_state_e state, void* userData)
+{
+    static bool isCalled = false;
+    LOGE("state = %d", state);
+    if (state == BT_SC_GRIP_SENSOR_NOT_AVAILABLE) {
+        return;
+    }
+    vconf_set_int(kPopupCountKey, 0);
+    if (userData == nullptr) {
+        LOGE("userData is NULL");
+        return;
+    }
+    if (!isCalled) {
+        isCalled = true;
+        static_cast<CSmartRcEventHandler*>(userData)->SetGripSensorOnOff();
+    }
+}
+
+void CSmartRcEventHandler::OnGripSensorDetected(unsigned char key, void* userData)
+{
+    if (userData == nullptr) {
+        LOGE("userData is NULL");
+        return;
+    }
+    static_cast<CSmartRcEventHandler*>(userData)->HandleGripSensorDetected(key);
+}
+
+void CSmartRcEventHandler::HandleGripSensorDetected(unsigned char key)
+{
+    LOGI("Grip Sensor Detected");
+    if (GripSensorPopupAvailable()) {
+        CallConnectionManager("GripSensorDetected", nullptr);
+    }
+    sendGripsensorKpi(key);
+}
+
+void CSmartRcEventHandler::SetGripSensorOnOff()
+{
+    // Whether it was this function that switched the sensor off, and so has to switch it on again.
+    static bool isNeedRecovery = false;
+    LOGI("SetGripSensorOnOff");
+    if (m_smartRcAddress.empty()) {
+        LOGE("smartRC is not connected");
+        return;
+    }
+    const bt_hid_sc_grip_sensor_state_e state = QueryState();
+    if (state == BT_SC_GRIP_SENSOR_NOT_AVAILABLE) {
+        LOGI("Not support Grip Sensor");
+        return;
+    }
+    if (!Util::SystemConfigUtil::isSupportGripSensor()) {
+        GripSensorOff(m_smartRcAddress);
+        isNeedRecovery = false;
+        return;
+    }
+    const std::string wizardMode = ReadWizardMode();
+    LOGI("wizardMode : %s", wizardMode.c_str());
+    if (state == BT_SC_GRIP_SENSOR_ON && IsSetupMode(wizardMode)) {
+        GripSensorOff(m_smartRcAddress);
+        isNeedRecovery = true;
+    } else if (isNeedRecovery && state == BT_SC_GRIP_SENSOR_OFF && wizardMode == "OFF") {
+        GripSensorOn(m_smartRcAddress);
+        isNeedRecovery = false;
+    }
+}
+
+void CSmartRcEventHandler::GripSensorOn(const std::string& address)
+{
+    LOGI("GripSensorOn");
+    const auto deviceType = static_cast<unsigned char>(GetSmartRcDeviceType());
+    bt_hid_send_device_command(address.c_str(), deviceType, kCommandGripSensorOn);
+}
+
+void CSmartRcEventHandler::GripSensorOff(const std::string& address)
+{
+    LOGI("GripSensorOff");
+    const auto deviceType = static_cast<unsigned char>(GetSmartRcDeviceType());
+    bt_hid_send_device_command(address.c_str(), deviceType, kCommandGripSensorOff);
+}
+
+bool CSmartRcEventHandler::GripSensorPopupAvailable()
+{
+    if (QueryState() == BT_SC_GRIP_SENSOR_NOT_AVAILABLE) {
+        LOGE("BT_SC_GRIP_SENSOR_NOT_AVAILABLE");
+        return false;
+    }
+    const std::string wizardMode = ReadWizardMode();
+    if (IsSetupMode(wizardMode)) {
+        LOGE("wizard mode == %s", wizardMode.c_str());
+        return false;
+    }
+    int count = 0;
+    vconf_get_int(kPopupCountKey, &count);
+    LOGI("count : %d", count);
+    if (count >= kMaxPopupCount) {
+        LOGE("reached max count");
+        return false;
+    }
+    return true;
+}
+
+void CSmartRcEventHandler::sendGripsensorKpi(unsigned char key)
+{
+    try {
+        int adc = -1;
+        int lux = 0;
+        GetSmartRcAdc(adc);
+        GetLuxValue(lux);
+        if (adc == -1 || lux == -1) {
+            LOGE("kpi value data is invalid");
+            return;
+        }
+        LOGI("adc = %d lux = %d status = %d key = %d", adc, lux, kReasonGripped, key);
+        SendRemoteKpi("SOLARCHARGE", "EV016", g_variant_new("(iiii)", adc, lux, kReasonGripped, gint32{key}));
+    } catch (...) {
+        LOGE("%s", TextOfException().c_str());
+    }
+}
+
+int CSmartRcEventHandler::getGripSensorKpiStatus()
+{
+    bt_hid_sc_grip_sensor_state_e state = BT_SC_GRIP_SENSOR_NOT_AVAILABLE;
+    if (bt_hid_get_smart_rc_grip_sensor_state(&state) != BT_ERROR_NONE) {
+        return kGripUnknown;
+    }
+    switch (state) {
+    case BT_SC_GRIP_SENSOR_OFF:
+        return kGripOff;
+    case BT_SC_GRIP_SENSOR_ON:
+        return kGripOn;
+    default:
+        return kGripUnknown;
+    }
+}

@@ -1,0 +1,75 @@
+// Start and stop of the remotes' handler, and its way to the connection manager.
+
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
+
+#include "DbusClient/DbusClient.h"
+#include "GlibPointers.h"
+#include "LiteDebug.h"
+
+#include <utility>
+
+namespace {
+
+constexpr const char* kConnectionManager = "com.quorix.tv.bt.connectionmanager";
+constexpr const char* kConnectionManagerPath = "/com/quorix/tv/bt/connectionmanager";
+
+} // namespace
+
+CSmartRcEventHandler::CSmartRcEventHandler()
+    : m_smartRcFirstBattery(false),
+      m_halvoWheelFirstBattery(false),
+      m_ambiLightTimerId(0),
+      m_useModeTimerId(0),
+      m_irKeyCodeTimerId(0)
+{
+    API_TRACE();
+}
+
+CSmartRcEventHandler::~CSmartRcEventHandler() = default;
+
+void CSmartRcEventHandler::Init(std::shared_ptr<CDbusClient> dbusClient)
+{
+    m_dbusClient = std::move(dbusClient);
+    bt_hid_set_smart_rc_connection_cb(OnSmartRcConnectionStateChanged, this);
+    bt_hid_set_halvo_switch_connection_state_changed_cb(OnHalvoWheelConnectionStateChanged, this);
+    bt_hid_set_battery_status_received_cb(OnSmartRcBatteryNotifyChanged, this);
+    bt_hid_set_smart_rc_charging_status_received_cb(OnSmartRcBatteryChargingStatusRecieved, this);
+    bt_hid_set_halvo_switch_charging_status_received_cb(OnHalvoWheelBatteryChargingStatusRecieved, this);
+    bt_hid_set_smart_rc_grip_sensor_detected_cb(OnGripSensorDetected, this);
+    bt_hid_set_smart_rc_grip_sensor_state_changed_cb(OnGripSensorStateChanged, this);
+
+    InitVconfKeyCallbacks();
+    // The platform reports changes only: what is connected already has to be asked for.
+    CheckConnectedDevice();
+    CheckConnectedHalvo();
+    StartAmbiLightTimer();
+    SetGripSensorOnOff();
+    StartTouchIrMonitor();
+}
+
+void CSmartRcEventHandler::Deinit()
+{
+    bt_hid_unset_smart_rc_connection_cb();
+    bt_hid_unset_halvo_switch_connection_state_changed_cb();
+    bt_hid_unset_battery_status_received_cb();
+    bt_hid_unset_smart_rc_charging_status_received_cb();
+    bt_hid_unset_halvo_switch_charging_status_received_cb();
+    bt_hid_unset_smart_rc_grip_sensor_detected_cb();
+    bt_hid_unset_smart_rc_grip_sensor_state_changed_cb();
+
+    DeInitVconfKeyCallbacks();
+    if (m_useModeTimerId != 0) {
+        g_source_remove(m_useModeTimerId);
+        m_useModeTimerId = 0;
+    }
+}
+
+void CSmartRcEventHandler::CallConnectionManager(const std::string& method, GVariant* arguments)
+{
+    const Util::VariantPtr body = Util::TakeBody(arguments);
+    if (!m_dbusClient) {
+        LOGE("dbus client is NULL");
+        return;
+    }
+    m_dbusClient->SendDbusMethod(kConnectionManager, kConnectionManagerPath, kConnectionManager, method, body.get());
+}
