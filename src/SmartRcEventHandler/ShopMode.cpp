@@ -16,13 +16,10 @@ constexpr int kUseModeShop = 1;
 constexpr unsigned int kRetryPeriodMs = 200;
 constexpr int kMaxRetries = 5;
 
-ShopModeDataPtr MakeShopModeData(const std::string& address, int deviceType, unsigned char command)
+void Destroy(ShopModeData* data)
 {
-    const auto destroy = [](ShopModeData* data) {
-        LOGI("destructor of ShopModeData");
-        std::default_delete<ShopModeData>()(data);
-    };
-    return {std::make_unique<ShopModeData>(address, deviceType, command).release(), destroy};
+    LOGI("destructor of ShopModeData");
+    const std::unique_ptr<ShopModeData> owned(data);
 }
 
 /// \return the platform's result
@@ -57,7 +54,7 @@ void CSmartRcEventHandler::HandleShopMode(const std::string& address, int device
 {
     LOGI("Shop mode is %d", useMode);
     const unsigned char command = useMode == kUseModeShop ? kCommandShopModeOn : kCommandShopModeOff;
-    SendShopMode(MakeShopModeData(address, deviceType, command));
+    SendShopMode({std::make_unique<ShopModeData>(address, deviceType, command).release(), Destroy});
 }
 
 void CSmartRcEventHandler::SendShopMode(
