@@ -1,0 +1,313 @@
+// A store that cannot be used: clear errors, once, and nothing worse.
+
+#include "StoreFixture.h"
+
+#include <sqlite3.h>
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <sstream>
+
+namespace settings {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::internal::CaptureStderr;
+using ::testing::internal::GetCapturedStderr;
+
+class FaultsTest : public StoreFixture
+{
+protected:
+    static void WriteFile(const std::string& path, const std::string& content)
+    {
+        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+        std::ofstream(path, std::ios::binary) << content;
+    }
+
+    static std::string ReadFile(const std::string& path)
+    {
+        std::ostringstream content;
+        content << std::ifstream(path, std::ios::binary).rdbuf();
+        return content.str();
+    }
+
+    // Everything fails on the persistent side, with one line, and the other side works.
+    void ExpectPersistentSideUnusable(const std::string& reason)
+    {
+        Store store(m_folders);
+        int number = 7;
+        std::vector<Entry> entries;
+        Recorder recorder;
+        CaptureStderr();
+        for (int attempt = 0; attempt < 3; ++attempt) {
+            EXPECT_EQ(store.GetInt("db/key", &number), kFailed);
+            EXPECT_EQ(store.Set("db/key", 1), kFailed);
+            EXPECT_EQ(store.Unset("db/key"), kFailed);
+            EXPECT_EQ(store.List("db/", &entries), kFailed);
+            EXPECT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kFailed);
+        }
+        const std::string message = GetCapturedStderr();
+        EXPECT_THAT(message, AllOf(HasSubstr("settings: cannot"), HasSubstr(PersistentFile()), HasSubstr(reason)));
+        EXPECT_EQ(std::count(message.begin(), message.end(), '\n'), 1) << message;
+        EXPECT_EQ(number, 7);
+        EXPECT_TRUE(entries.empty());
+        EXPECT_EQ(store.Set("memory/key", 1), kOk);
+        EXPECT_EQ(store.GetInt("memory/key", &number), kOk);
+    }
+};
+
+TEST_F(FaultsTest, AFileThatIsNoDatabaseIsReportedAndLeftAsItIs)
+{
+    const std::string garbage(8192, 'g');
+    WriteFile(PersistentFile(), garbage);
+    ExpectPersistentSideUnusable("file is not a database");
+    EXPECT_EQ(ReadFile(PersistentFile()), garbage);
+}
+
+TEST_F(FaultsTest, AFolderInPlaceOfTheFileIsReported)
+{
+    std::filesystem::create_directories(PersistentFile());
+    ExpectPersistentSideUnusable("unable to open database file");
+}
+
+TEST_F(FaultsTest, AFolderThatCannotBeMadeIsReported)
+{
+    WriteFile(m_root + "/var", "a file where a folder should be");
+    ExpectPersistentSideUnusable("Not a directory");
+}
+
+TEST_F(FaultsTest, AFileOfAnotherReleaseIsReportedAndLeftAsItIs)
+{
+    {
+        Store store(m_folders);
+        ASSERT_EQ(store.Set("db/key", 1), kOk);
+    }
+    sqlite3* connection = nullptr;
+    ASSERT_EQ(sqlite3_open(PersistentFile().c_str(), &connection), SQLITE_OK);
+    sqlite3_exec(connection, "PRAGMA user_version = 99", nullptr, nullptr, nullptr);
+    sqlite3_close(connection);
+    ExpectPersistentSideUnusable("it is of version 99");
+}
+
+TEST_F(FaultsTest, AMissingTableIsReported)
+{
+    {
+        Store store(m_folders);
+        ASSERT_EQ(store.Set("db/key", 1), kOk);
+    }
+    sqlite3* connection = nullptr;
+    ASSERT_EQ(sqlite3_open(PersistentFile().c_str(), &connection), SQLITE_OK);
+    sqlite3_exec(connection, "DROP TABLE setting; DROP TABLE change", nullptr, nullptr, nullptr);
+    sqlite3_close(connection);
+    Store store(m_folders);
+    int number = 7;
+    CaptureStderr();
+    EXPECT_EQ(store.GetInt("db/key", &number), kFailed);
+    EXPECT_EQ(store.GetInt("db/key", &number), kFailed);
+    EXPECT_EQ(store.Set("db/key", 1), kFailed);
+    EXPECT_EQ(store.Set("db/key", 1), kFailed);
+    EXPECT_EQ(GetCapturedStderr(), "settings: cannot read " + PersistentFile() + ": no such table: setting\n" +
+                                       "settings: cannot write " + PersistentFile() + ": no such table: change\n");
+}
+
+TEST_F(FaultsTest, DamageAnywhereInTheFileNeverCrashes)
+{
+    {
+        Store store(m_folders);
+        for (int key = 0; key < 300; ++key) {
+            ASSERT_EQ(store.Set(("db/key" + std::to_string(key)).c_str(), std::string(50, 'v')), kOk);
+        }
+    }
+    const std::string whole = ReadFile(PersistentFile());
+    ASSERT_GT(whole.size(), 16'384U);
+    int failures = 0;
+    for (std::size_t start = 0; start < whole.size(); start += 512) {
+        std::string damaged = whole;
+        damaged.replace(start, 512, 512, '\xa5');
+        WriteFile(PersistentFile(), damaged);
+        CaptureStderr();
+        Store store(m_folders);
+        std::vector<Entry> entries;
+        failures += store.List("db/", &entries) == kOk ? 0 : 1;
+        std::string text;
+        store.GetString("db/key7", &text);
+        store.Set("db/key7", 1);
+        GetCapturedStderr();
+    }
+    EXPECT_GT(failures, 0);
+}
+
+TEST_F(FaultsTest, ATruncatedFileNeverCrashes)
+{
+    {
+        Store store(m_folders);
+        for (int key = 0; key < 300; ++key) {
+            ASSERT_EQ(store.Set(("db/key" + std::to_string(key)).c_str(), key), kOk);
+        }
+    }
+    const std::string whole = ReadFile(PersistentFile());
+    for (const std::size_t size : {std::size_t{600}, std::size_t{1024}, whole.size() / 2}) {
+        WriteFile(PersistentFile(), whole.substr(0, size));
+        CaptureStderr();
+        Store store(m_folders);
+        std::vector<Entry> entries;
+        EXPECT_EQ(store.List("db/", &entries), kFailed) << size;
+        EXPECT_NE(GetCapturedStderr(), "");
+    }
+}
+
+TEST_F(FaultsTest, AValueThatNoReleaseWritesIsReported)
+{
+    {
+        Store store(m_folders);
+        ASSERT_EQ(store.Set("db/key", 1), kOk);
+    }
+    sqlite3* connection = nullptr;
+    ASSERT_EQ(sqlite3_open(PersistentFile().c_str(), &connection), SQLITE_OK);
+    sqlite3_exec(connection,
+                 "INSERT INTO setting VALUES('db/type', 7, 1), ('db/big', 1, 99999999999), ('db/text', 1, 'x'),"
+                 " ('db/number', 2, 5)",
+                 nullptr, nullptr, nullptr);
+    sqlite3_close(connection);
+    Store store(m_folders);
+    Value value;
+    CaptureStderr();
+    for (const char* key : {"db/type", "db/big", "db/text", "db/number"}) {
+        EXPECT_EQ(store.Get(key, &value), kFailed) << key;
+    }
+    EXPECT_EQ(store.Get("db/key", &value), kOk);
+    EXPECT_EQ(GetCapturedStderr(),
+              "settings: cannot read " + PersistentFile() + ": the value of \"db/type\" is not a setting's\n");
+}
+
+TEST_F(FaultsTest, AStoreWorksAgainOnceItsFileDoes)
+{
+    std::filesystem::create_directories(PersistentFile());
+    Store store(m_folders);
+    int number = 7;
+    CaptureStderr();
+    EXPECT_EQ(store.GetInt("db/key", &number), kFailed);
+    std::filesystem::remove(PersistentFile());
+    EXPECT_EQ(store.GetInt("db/key", &number), kNotFound);
+    EXPECT_EQ(store.Set("db/key", 1), kOk);
+    EXPECT_EQ(store.GetInt("db/key", &number), kOk);
+    GetCapturedStderr();
+    EXPECT_EQ(number, 1);
+}
+
+TEST_F(FaultsTest, AFullDiskFailsTheWriteAndLosesNothing)
+{
+    Store store(m_folders);
+    Recorder recorder;
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+    ASSERT_EQ(store.Set("db/key", std::string("before")), kOk);
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const auto previous = std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit small{std::filesystem::file_size(PersistentFile() + "-wal") + 2048, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    CaptureStderr();
+    const int first = store.Set("db/key", std::string(100'000, 'x'));
+    const int second = store.Set("db/key", std::string(100'000, 'y'));
+    const std::string message = GetCapturedStderr();
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, previous);
+    EXPECT_EQ(first, kFailed);
+    EXPECT_EQ(second, kFailed);
+    EXPECT_THAT(message, HasSubstr("settings: cannot write " + PersistentFile()));
+    EXPECT_EQ(std::count(message.begin(), message.end(), '\n'), 1) << message;
+    std::string text;
+    EXPECT_EQ(store.GetString("db/key", &text), kOk);
+    EXPECT_EQ(text, "before");
+    EXPECT_EQ(store.Set("db/key", std::string("after")), kOk);
+    RunWhatIsDue();
+    EXPECT_THAT(recorder.notices, ElementsAre("db/key=\"before\"", "db/key=\"after\""));
+}
+
+TEST_F(FaultsTest, WithoutABellTheWriteHolds)
+{
+    WriteFile(m_root + "/run", "a file where a folder should be");
+    Store store(m_folders);
+    CaptureStderr();
+    EXPECT_EQ(store.Set("db/key", 1), kOk);
+    EXPECT_EQ(store.Set("db/key", 2), kOk);
+    EXPECT_EQ(store.Set("memory/key", 2), kFailed);
+    EXPECT_EQ(GetCapturedStderr(), "settings: cannot tell the watchers through " + WatchersFolder() +
+                                       "/db.bell: Not a directory\n" + "settings: cannot open " + MemoryFile() +
+                                       ": its folder cannot be made: Not a directory\n");
+    int number = 0;
+    EXPECT_EQ(store.GetInt("db/key", &number), kOk);
+    EXPECT_EQ(number, 2);
+}
+
+TEST_F(FaultsTest, AFileKeptLockedHoldsUpOneCallForASecondAndTheNextOnesHardly)
+{
+    using Clock = std::chrono::steady_clock;
+    Store store(m_folders);
+    ASSERT_EQ(store.Set("db/key", 1), kOk);
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(PersistentFile().c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    CaptureStderr();
+    const auto start = Clock::now();
+    EXPECT_EQ(store.Set("db/key", 2), kFailed);
+    const auto waited = Clock::now() - start;
+    EXPECT_EQ(store.Set("db/key", 3), kFailed);
+    const auto waitedAgain = Clock::now() - start - waited;
+    EXPECT_EQ(GetCapturedStderr(), "settings: cannot write " + PersistentFile() + ": database is locked\n");
+    EXPECT_GT(waited, std::chrono::milliseconds(500));
+    EXPECT_LT(waitedAgain, waited / 2);
+    int number = 0;
+    EXPECT_EQ(store.GetInt("db/key", &number), kOk) << "readers do not wait for writers";
+    sqlite3_exec(other, "COMMIT", nullptr, nullptr, nullptr);
+    sqlite3_close(other);
+    EXPECT_EQ(store.Set("db/key", 4), kOk);
+}
+
+TEST_F(FaultsTest, AForkedChildIsRefusedAndTheParentGoesOn)
+{
+    Store store(m_folders);
+    Recorder recorder;
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+    ASSERT_EQ(store.Set("db/key", 1), kOk);
+    const pid_t child = fork();
+    if (child == 0) {
+        int number = 7;
+        const bool refused = store.GetInt("db/key", &number) == kFailed && store.Set("db/key", 2) == kFailed;
+        const bool freshRefused = Store(m_folders).GetInt("db/key", &number) == kFailed;
+        RunWhatIsDue();
+        store.~Store();
+        _exit(refused && freshRefused && recorder.notices.empty() ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(store.Set("db/key", 3), kOk);
+    RunWhatIsDue();
+    EXPECT_THAT(recorder.notices, ElementsAre("db/key=1", "db/key=3"));
+}
+
+TEST_F(FaultsTest, AnAsynchronousWriteThatFailsTellsSo)
+{
+    std::filesystem::create_directories(PersistentFile());
+    Store store(m_folders);
+    int told = 99;
+    CaptureStderr();
+    EXPECT_EQ(store.SetAsync(
+                  "db/key", 1, [](int result, const char*, void* data) { *static_cast<int*>(data) = result; }, &told),
+              kOk);
+    EXPECT_EQ(store.SetAsync("db/key", 1, nullptr, nullptr), kOk);
+    GetCapturedStderr();
+    RunWhatIsDue();
+    EXPECT_EQ(told, kFailed);
+}
+
+} // namespace
+} // namespace settings

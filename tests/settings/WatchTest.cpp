@@ -1,0 +1,322 @@
+// Notices of writes, within one process.
+
+#include "StoreFixture.h"
+
+namespace settings {
+namespace {
+
+using WatchTest = StoreFixture;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+TEST_F(WatchTest, EveryWriteNotifiesAlsoAnEqualOneWithItsOwnValue)
+{
+    Store store(m_folders);
+    Recorder recorder;
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+    store.Set("db/key", 1);
+    store.Set("db/key", 1);
+    store.Set("db/key", 2);
+    store.Set("db/key", true);
+    store.Set("db/key", std::string("text"));
+    EXPECT_THAT(recorder.notices, IsEmpty()) << "a notice came from inside a write";
+    RunWhatIsDue();
+    EXPECT_THAT(recorder.notices, ElementsAre("db/key=1", "db/key=1", "db/key=2", "db/key=true", "db/key=\"text\""));
+}
+
+TEST_F(WatchTest, ANodeGivesNothingOfAnotherType)
+{
+    keynode number{"db/key", 5};
+    keynode flag{"db/key", true};
+    keynode text{"db/key", std::string("x")};
+    EXPECT_EQ(KeyNodeInt(&number), 5);
+    EXPECT_EQ(KeyNodeInt(&flag), 0);
+    EXPECT_EQ(KeyNodeInt(&text), 0);
+    EXPECT_EQ(KeyNodeInt(nullptr), 0);
+    EXPECT_TRUE(KeyNodeBool(&flag));
+    EXPECT_FALSE(KeyNodeBool(&number));
+    EXPECT_FALSE(KeyNodeBool(nullptr));
+    EXPECT_STREQ(KeyNodeStr(&text), "x");
+    EXPECT_STREQ(KeyNodeStr(&number), "");
+    EXPECT_STREQ(KeyNodeStr(nullptr), "");
+}
+
+TEST_F(WatchTest, OnlyTheWatchedKeyNotifies)
+{
+    Store store(m_folders);
+    Recorder recorder;
+    ASSERT_EQ(store.Watch("memory/key", &Recorder::OnChange, &recorder), kOk);
+    store.Set("memory/keys", 1);
+    store.Set("memory/ke", 2);
+    store.Set("db/key", 3);
+    store.Set("memory/key", 4);
+    RunWhatIsDue();
+    EXPECT_THAT(recorder.notices, ElementsAre("memory/key=4"));
+}
+
+TEST_F(WatchTest, OnlyWritesAfterTheRegistrationAreTold)
+{
+    Store store(m_folders);
+    Recorder early;
+    Recorder late;
+    store.Set("db/key", 1);
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &early), kOk);
+    store.Set("db/key", 2);
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChangeToo, &late), kOk);
+    store.Set("db/key", 3);
+    RunWhatIsDue();
+    EXPECT_THAT(early.notices, ElementsAre("db/key=2", "db/key=3"));
+    EXPECT_THAT(late.notices, ElementsAre("too db/key=3"));
+}
+
+TEST_F(WatchTest, ASecondRegistrationOfThePairReplacesTheFirst)
+{
+    Store store(m_folders);
+    Recorder first;
+    Recorder second;
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &first), kOk);
+    store.Set("db/key", 1);
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &second), kOk);
+    store.Set("db/key", 2);
+    RunWhatIsDue();
+    EXPECT_THAT(first.notices, IsEmpty());
+    EXPECT_THAT(second.notices, ElementsAre("db/key=1", "db/key=2"));
+    EXPECT_EQ(store.Unwatch("db/key", &Recorder::OnChange), kOk);
+    EXPECT_EQ(store.Unwatch("db/key", &Recorder::OnChange), kFailed);
+}
+
+TEST_F(WatchTest, AnUnknownPairIsNotRemoved)
+{
+    Store store(m_folders);
+    Recorder recorder;
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+    EXPECT_EQ(store.Unwatch("db/key", &Recorder::OnChangeToo), kFailed);
+    EXPECT_EQ(store.Unwatch("db/other", &Recorder::OnChange), kFailed);
+    store.Set("db/key", 1);
+    RunWhatIsDue();
+    EXPECT_THAT(recorder.notices, ElementsAre("db/key=1"));
+}
+
+TEST_F(WatchTest, NothingIsToldAfterTheWatchEnded)
+{
+    Store store(m_folders);
+    Recorder recorder;
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+    store.Set("db/key", 1);
+    EXPECT_EQ(store.Unwatch("db/key", &Recorder::OnChange), kOk);
+    store.Set("db/key", 2);
+    RunWhatIsDue();
+    EXPECT_THAT(recorder.notices, IsEmpty());
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+    store.Set("db/key", 3);
+    RunWhatIsDue();
+    EXPECT_THAT(recorder.notices, ElementsAre("db/key=3"));
+}
+
+TEST_F(WatchTest, UnsettingNotifiesNobody)
+{
+    Store store(m_folders);
+    Recorder recorder;
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+    store.Set("db/key", 1);
+    store.Unset("db/key");
+    RunWhatIsDue();
+    EXPECT_THAT(recorder.notices, ElementsAre("db/key=1"));
+}
+
+TEST_F(WatchTest, NoticesOfBothFilesComeInTheOrderOfTheWrites)
+{
+    Store store(m_folders);
+    Recorder recorder;
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+    ASSERT_EQ(store.Watch("memory/key", &Recorder::OnChange, &recorder), kOk);
+    store.Set("memory/key", 1);
+    store.Set("db/key", 2);
+    store.Set("db/key", 3);
+    store.Set("memory/key", 4);
+    store.Set("db/key", 5);
+    RunWhatIsDue();
+    EXPECT_THAT(recorder.notices, ElementsAre("memory/key=1", "db/key=2", "db/key=3", "memory/key=4", "db/key=5"));
+}
+
+TEST_F(WatchTest, AFailedWriteNotifiesNobody)
+{
+    Store store(m_folders);
+    Recorder recorder;
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+    ::testing::internal::CaptureStderr();
+    store.Set("key", 1);
+    ::testing::internal::GetCapturedStderr();
+    RunWhatIsDue();
+    EXPECT_THAT(recorder.notices, IsEmpty());
+}
+
+// What a callback does to the store it is called by.
+struct Actor : Recorder
+{
+    explicit Actor(const Folders& folders) : store(folders) {}
+
+    static void Rewrites(keynode* node, void* self)
+    {
+        auto* actor = static_cast<Actor*>(self);
+        OnChange(node, self);
+        if (KeyNodeInt(node) < 3) {
+            actor->store.Set("db/key", KeyNodeInt(node) + 1);
+            actor->notices.emplace_back("written");
+        }
+    }
+
+    static void RemovesBoth(keynode* node, void* self)
+    {
+        OnChange(node, self);
+        static_cast<Actor*>(self)->store.Unwatch("db/key", &Actor::RemovesBoth);
+        static_cast<Actor*>(self)->store.Unwatch("db/key", &Recorder::OnChangeToo);
+    }
+
+    static void AddsAnother(keynode* node, void* self)
+    {
+        OnChange(node, self);
+        static_cast<Actor*>(self)->store.Watch("db/key", &Recorder::OnChangeToo,
+                                               static_cast<Recorder*>(static_cast<Actor*>(self)));
+    }
+
+    static void WatchesAnew(keynode* node, void* self)
+    {
+        OnChange(node, self);
+        static_cast<Actor*>(self)->store.Unwatch("db/key", &Actor::WatchesAnew);
+        static_cast<Actor*>(self)->store.Watch("db/key", &Actor::WatchesAnew, self);
+    }
+
+    Store store;
+};
+
+TEST_F(WatchTest, ACallbackMayWriteTheKeyItWatches)
+{
+    Actor actor(m_folders);
+    ASSERT_EQ(actor.store.Watch("db/key", &Actor::Rewrites, &actor), kOk);
+    actor.store.Set("db/key", 1);
+    RunWhatIsDue();
+    EXPECT_THAT(actor.notices, ElementsAre("db/key=1", "written", "db/key=2", "written", "db/key=3"));
+}
+
+TEST_F(WatchTest, ACallbackMayRemoveItselfAndTheNextOne)
+{
+    Actor actor(m_folders);
+    ASSERT_EQ(actor.store.Watch("db/key", &Actor::RemovesBoth, &actor), kOk);
+    ASSERT_EQ(actor.store.Watch("db/key", &Recorder::OnChangeToo, &actor), kOk);
+    actor.store.Set("db/key", 1);
+    actor.store.Set("db/key", 2);
+    RunWhatIsDue();
+    EXPECT_THAT(actor.notices, ElementsAre("db/key=1"));
+}
+
+TEST_F(WatchTest, ACallbackAddedByACallbackIsToldOfLaterWritesOnly)
+{
+    Actor actor(m_folders);
+    ASSERT_EQ(actor.store.Watch("db/key", &Actor::AddsAnother, &actor), kOk);
+    actor.store.Set("db/key", 1);
+    actor.store.Set("db/key", 2);
+    RunWhatIsDue();
+    EXPECT_THAT(actor.notices, ElementsAre("db/key=1", "db/key=2"));
+    actor.store.Set("db/key", 3);
+    RunWhatIsDue();
+    EXPECT_THAT(actor.notices, ElementsAre("db/key=1", "db/key=2", "db/key=3", "too db/key=3"));
+}
+
+TEST_F(WatchTest, AWatchEndedAndBegunAnewIsNotToldOfEarlierWrites)
+{
+    Actor actor(m_folders);
+    ASSERT_EQ(actor.store.Watch("db/key", &Actor::WatchesAnew, &actor), kOk);
+    actor.store.Set("db/key", 1);
+    actor.store.Set("db/key", 2);
+    RunWhatIsDue();
+    EXPECT_THAT(actor.notices, ElementsAre("db/key=1"));
+}
+
+TEST_F(WatchTest, AFloodIsToldWholeAndLetsOthersOnTheLoopHaveTheirTurn)
+{
+    Store store(m_folders);
+    struct Flood
+    {
+        int told = 0;
+        int atTurn = -1;
+    } flood;
+    ASSERT_EQ(store.Watch(
+                  "memory/key",
+                  [](keynode* node, void* data) {
+                      auto* self = static_cast<Flood*>(data);
+                      EXPECT_EQ(KeyNodeInt(node), ++self->told);
+                  },
+                  &flood),
+              kOk);
+    for (int number = 1; number <= 5000; ++number) {
+        store.Set("memory/key", number);
+    }
+    g_idle_add_full(
+        G_PRIORITY_DEFAULT,
+        [](gpointer data) -> gboolean {
+            static_cast<Flood*>(data)->atTurn = static_cast<Flood*>(data)->told;
+            return G_SOURCE_REMOVE;
+        },
+        &flood, nullptr);
+    ASSERT_TRUE(RunUntil([&flood] { return flood.told == 5000; }));
+    EXPECT_LT(flood.atTurn, 5000);
+    RunWhatIsDue();
+    EXPECT_EQ(flood.told, 5000);
+}
+
+TEST_F(WatchTest, TheLogStaysShortWhileItsReadersKeepUp)
+{
+    Store store(m_folders);
+    Recorder recorder;
+    ASSERT_EQ(store.Watch("memory/other", &Recorder::OnChange, &recorder), kOk);
+    for (int number = 0; number < 20'000; ++number) {
+        ASSERT_EQ(store.Set("memory/key", number), kOk);
+        if (number % 100 == 0) {
+            RunWhatIsDue();
+        }
+    }
+    Database database(m_folders.memory, kMemoryFile, Durability::ProcessDeath);
+    std::vector<Change> changes;
+    ASSERT_EQ(database.ChangesAfter(0, changes), kOk);
+    EXPECT_LE(changes.size(), 3 * 1024U);
+    EXPECT_EQ(changes.back().id, 20'000);
+}
+
+TEST_F(WatchTest, TheMainLoopIsLeftAloneWhenNothingIsWritten)
+{
+    Store store(m_folders);
+    Recorder recorder;
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+    store.Set("db/key", 1);
+    RunWhatIsDue();
+    gint priority = 0;
+    gint timeout = 0;
+    GMainContext* loop = g_main_context_default();
+    ASSERT_TRUE(g_main_context_acquire(loop));
+    EXPECT_FALSE(g_main_context_prepare(loop, &priority));
+    GPollFD descriptors[8];
+    g_main_context_query(loop, priority, &timeout, descriptors, 8);
+    g_main_context_release(loop);
+    EXPECT_EQ(timeout, -1);
+}
+
+TEST_F(WatchTest, AStoreThatGoesLeavesNoTraceOnTheLoopOrInTheFolder)
+{
+    Recorder recorder;
+    {
+        Store store(m_folders);
+        ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+        store.Set("db/key", 1);
+    }
+    RunWhatIsDue();
+    EXPECT_THAT(recorder.notices, IsEmpty());
+    std::vector<std::string> left;
+    for (const auto& file : std::filesystem::directory_iterator(WatchersFolder())) {
+        left.push_back(file.path().filename());
+    }
+    EXPECT_THAT(left, ElementsAre("db.bell"));
+}
+
+} // namespace
+} // namespace settings
