@@ -1,0 +1,127 @@
+#include "SafeFile.h"
+
+#include "FixedPath.h"
+#include "Utf8.h"
+#include "sim/Television.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+using Util::SafeFile;
+
+namespace {
+
+constexpr const char* kFile = "/tmp/.flag";
+
+TEST(FixedPath, LiesBehindThePlatformsRoot)
+{
+    sim::Television tv;
+    EXPECT_EQ(Util::FixedPath("/tmp/solar"), tv.Root() + "/tmp/solar");
+}
+
+TEST(SafeFile, ReadsAndWritesAnOrdinaryFile)
+{
+    sim::Television tv;
+    EXPECT_FALSE(SafeFile::CanBeRead(kFile));
+    EXPECT_EQ(SafeFile::Read(kFile), std::nullopt);
+    EXPECT_TRUE(SafeFile::Write(kFile, "12345"));
+    EXPECT_TRUE(SafeFile::CanBeRead(kFile));
+    EXPECT_EQ(SafeFile::Read(kFile), "12345");
+    EXPECT_EQ(SafeFile::Read(kFile, 3), "123");
+    EXPECT_TRUE(SafeFile::Write(kFile, "6"));
+    EXPECT_EQ(tv.ReadFile(kFile), "6");
+    EXPECT_TRUE(SafeFile::Write(kFile, ""));
+    EXPECT_EQ(tv.ReadFile(kFile), "");
+}
+
+TEST(SafeFile, LeavesWhatALinkInTmpLeadsToAlone)
+{
+    sim::Television tv;
+    tv.MakesFile("/etc/precious", "precious");
+    std::filesystem::create_symlink(tv.PathOf("/etc/precious"), tv.PathOf(kFile));
+    EXPECT_FALSE(SafeFile::Write(kFile, ""));
+    EXPECT_FALSE(SafeFile::CanBeRead(kFile));
+    EXPECT_EQ(SafeFile::Read(kFile), std::nullopt);
+    EXPECT_EQ(tv.ReadFile("/etc/precious"), "precious");
+}
+
+TEST(SafeFile, FollowsThePlatformsOwnLinksElsewhere)
+{
+    sim::Television tv;
+    tv.MakesFile("/opt/real", "7");
+    std::filesystem::create_symlink(tv.PathOf("/opt/real"), tv.PathOf("/run/link"));
+    EXPECT_EQ(SafeFile::Read("/run/link"), "7");
+}
+
+TEST(SafeFile, LeavesAFileWithASecondNameAlone)
+{
+    sim::Television tv;
+    tv.MakesFile("/etc/precious", "precious");
+    std::filesystem::create_hard_link(tv.PathOf("/etc/precious"), tv.PathOf(kFile));
+    EXPECT_FALSE(SafeFile::Write(kFile, ""));
+    EXPECT_EQ(tv.ReadFile("/etc/precious"), "precious");
+}
+
+TEST(SafeFile, DoesNotWaitForAPipe)
+{
+    sim::Television tv;
+    ASSERT_EQ(::mkfifo(tv.PathOf(kFile).c_str(), 0600), 0);
+    EXPECT_FALSE(SafeFile::CanBeRead(kFile));
+    EXPECT_EQ(SafeFile::Read(kFile), std::nullopt);
+    EXPECT_FALSE(SafeFile::Write(kFile, "x"));
+}
+
+TEST(SafeFile, AFolderIsNoFile)
+{
+    sim::Television tv;
+    std::filesystem::create_directory(tv.PathOf(kFile));
+    EXPECT_FALSE(SafeFile::CanBeRead(kFile));
+    EXPECT_FALSE(SafeFile::Write(kFile, "x"));
+}
+
+TEST(SafeFile, AMissingFolderIsAFailure)
+{
+    sim::Television tv;
+    EXPECT_FALSE(SafeFile::Write("/opt/no/such/folder/file", "x"));
+}
+
+TEST(SafeFile, AFullDiskIsAFailure)
+{
+    sim::Television tv;
+    std::filesystem::create_symlink("/dev/full", tv.PathOf("/run/full"));
+    EXPECT_FALSE(SafeFile::Write("/run/full", "x"));
+}
+
+TEST(SafeFile, ReadsNumbersAsFormattedInputDoes)
+{
+    EXPECT_EQ(SafeFile::ToInt("42"), 42);
+    EXPECT_EQ(SafeFile::ToInt("-3\n"), -3);
+    EXPECT_EQ(SafeFile::ToInt(" \t+8 apples"), 8);
+    EXPECT_EQ(SafeFile::ToInt("garbage"), 0);
+    EXPECT_EQ(SafeFile::ToInt(""), 0);
+    EXPECT_EQ(SafeFile::ToInt("0x10"), 0);
+    EXPECT_EQ(SafeFile::ToInt("2147483647"), 2147483647);
+    EXPECT_EQ(SafeFile::ToInt("2147483648"), 2147483647);
+    EXPECT_EQ(SafeFile::ToInt("-99999999999999999999999"), -2147483647 - 1);
+}
+
+TEST(Utf8, ValidTextStaysAsItIs)
+{
+    EXPECT_EQ(Util::ToValidUtf8("Küche 100% \x01"), "Küche 100% \x01");
+    EXPECT_EQ(Util::ToValidUtf8(""), "");
+}
+
+TEST(Utf8, WhatIsNoTextIsReplaced)
+{
+    EXPECT_EQ(Util::ToValidUtf8("a\xFF"
+                                "b"),
+              "a\xEF\xBF\xBD"
+              "b");
+    EXPECT_EQ(Util::ToValidUtf8("\xC3"), "\xEF\xBF\xBD");
+    EXPECT_EQ(Util::ToValidUtf8(std::string_view("a\0b", 3)), "a\xEF\xBF\xBD"
+                                                              "b");
+}
+
+} // namespace

@@ -1,0 +1,15 @@
+#include "UtilityLogging.h"
+
+#include "DlogUtil.h"
+
+void LogFromUtility()
+{
+    LOGI("info");
+}
+
+int TracedInUtility()
+{
+    // clang-format off
+    API_TRACE(); return __LINE__;
+    // clang-format on
+}
