@@ -112,8 +112,7 @@ int Database::Get(std::string_view key, Value& value)
         return kNotFound;
     }
     if (result == SQLITE_ROW && !m_get.ReadValue(0, value)) {
-        Report(Reading, "the value of \"" + std::string(key) + "\" is not a setting's");
-        return kFailed;
+        return ReportUnusable(std::string(key));
     }
     return Finish(Reading, result);
 }
@@ -159,8 +158,7 @@ int Database::List(std::string_view prefix, std::vector<Entry>& entries)
             break;
         }
         if (!m_list.ReadValue(1, entry.value)) {
-            Report(Reading, "the value of \"" + entry.key + "\" is not a setting's");
-            return kFailed;
+            return ReportUnusable(entry.key);
         }
         entries.push_back(std::move(entry));
     }
@@ -199,7 +197,12 @@ int Database::ChangesAfter(std::int64_t id, std::vector<Change>& changes)
 
 int Database::Prune(const std::function<std::int64_t()>& limit)
 {
-    if (!Begin(m_prune, Writing) || !Execute("BEGIN IMMEDIATE")) {
+    if (!Begin(m_prune, Writing)) {
+        return kFailed;
+    }
+    // It follows a write, which may have waited already, and the next one can do it as well.
+    m_patienceMicroseconds = 0;
+    if (!Execute("BEGIN IMMEDIATE")) {
         return kFailed;
     }
     int result = SQLITE_DONE;
@@ -222,7 +225,7 @@ bool Database::Begin(Statement& statement, Activity activity)
         Report(Opening, "it was opened before a fork, and only the parent may use it");
         return false;
     }
-    m_waitedMicroseconds = 0;
+    m_patienceMicroseconds = m_impatient ? kImpatienceMicroseconds : kPatienceMicroseconds;
     if (m_connection == nullptr && !Open()) {
         return false;
     }
@@ -236,10 +239,13 @@ bool Database::Begin(Statement& statement, Activity activity)
 int Database::Finish(Activity activity, int sqliteResult)
 {
     if (sqliteResult == SQLITE_OK || sqliteResult == SQLITE_ROW || sqliteResult == SQLITE_DONE) {
-        m_reported[activity] = false;
-        m_impatient = false;
+        m_reported[activity] = m_damaged && m_reported[activity];
+        m_impatient = m_impatient && activity != Writing;
         return kOk;
     }
+    // Once waited for in vain, a file that somebody keeps locked does not hold up every single call.
+    m_impatient = m_impatient || sqliteResult == SQLITE_BUSY;
+    m_damaged = m_damaged || sqliteResult == SQLITE_CORRUPT;
     Report(activity, sqlite3_errmsg(m_connection));
     return kFailed;
 }
@@ -332,6 +338,13 @@ void Database::Report(Activity activity, const std::string& reason)
     std::fprintf(stderr, "settings: cannot %s %s: %s\n", kActivities[activity], m_path.c_str(), reason.c_str());
 }
 
+int Database::ReportUnusable(const std::string& key)
+{
+    m_damaged = true;
+    Report(Reading, "the value of \"" + key + "\" is not a setting's");
+    return kFailed;
+}
+
 void Database::Close()
 {
     const bool ours = m_connection == nullptr || m_owner == getpid();
@@ -353,14 +366,11 @@ void Database::Close()
 int Database::OnBusy(void* self, int attempt)
 {
     auto* database = static_cast<Database*>(self);
-    // Once waited for in vain, a file that somebody keeps locked does not hold up every single call.
-    const std::int64_t patience = database->m_impatient ? kImpatienceMicroseconds : kPatienceMicroseconds;
-    if (database->m_waitedMicroseconds >= patience) {
-        database->m_impatient = true;
+    if (database->m_patienceMicroseconds <= 0) {
         return 0;
     }
     const std::int64_t wait = std::min<std::int64_t>(100 * (std::int64_t{attempt} + 1), kLongestWaitMicroseconds);
-    database->m_waitedMicroseconds += wait;
+    database->m_patienceMicroseconds -= wait;
     Wait(wait);
     return 1;
 }

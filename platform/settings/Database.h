@@ -4,7 +4,8 @@
 // are in one transaction by construction. The ids of the log rise by one with every write and are never used twice,
 // because the newest row always stays.
 //
-// Errors are reported on standard error, once, until the same kind of operation works again.
+// Errors are reported on standard error, once, until the same kind of operation works again; damage once and for all,
+// because it is met again and again among what can still be read.
 #pragma once
 
 #include "Statement.h"
@@ -85,6 +86,7 @@ private:
     int Finish(Activity activity, int sqliteResult);
     bool Execute(const char* sql);
     void Report(Activity activity, const std::string& reason);
+    int ReportUnusable(const std::string& key);
     void Close();
 
     static int OnBusy(void* self, int attempt);
@@ -94,8 +96,9 @@ private:
     Durability m_durability;
     sqlite3* m_connection = nullptr;
     pid_t m_owner = 0;
-    bool m_impatient = false;
-    std::int64_t m_waitedMicroseconds = 0;
+    bool m_impatient = false;                // the last write waited in vain
+    std::int64_t m_patienceMicroseconds = 0; // what is left of it for this operation
+    bool m_damaged = false;
     bool m_reported[3] = {false, false, false};
 
     Statement m_get;

@@ -12,7 +12,6 @@
 namespace settings {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -26,6 +25,7 @@ struct Outcome
 std::vector<char*> Arguments(std::vector<std::string>& words)
 {
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) {
         arguments.push_back(word.data());
     }

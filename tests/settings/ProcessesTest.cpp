@@ -124,10 +124,12 @@ TEST_F(ProcessesTest, ThreeWritersAndNoNoticeIsLostOrOutOfOrder)
 {
     constexpr int kWriters = 3;
     constexpr int kWrites = 3334; // each
+    constexpr std::size_t kNotices = std::size_t{kWriters} * kWrites;
     for (const std::string kind : {"memory/", "db/"}) {
         const std::string key = kind + "shared";
         Pipe start;
         std::vector<std::unique_ptr<Process>> writers;
+        writers.reserve(kWriters);
         for (int writer = 0; writer < kWriters; ++writer) {
             writers.push_back(std::make_unique<Process>([&, writer] {
                 int go = 0;
@@ -150,7 +152,7 @@ TEST_F(ProcessesTest, ThreeWritersAndNoNoticeIsLostOrOutOfOrder)
         for (int writer = 0; writer < kWriters; ++writer) {
             start.Write(1);
         }
-        ASSERT_TRUE(RunUntil([&recorder] { return recorder.notices.size() >= kWriters * kWrites; }));
+        ASSERT_TRUE(RunUntil([&recorder] { return recorder.notices.size() >= kNotices; }));
         for (const auto& writer : writers) {
             EXPECT_TRUE(writer->EndedWell());
         }
@@ -169,7 +171,7 @@ TEST_F(ProcessesTest, ThreeWritersAndNoNoticeIsLostOrOutOfOrder)
             keynode node{change.key, change.value};
             committed.push_back(Recorder::Text(&node));
         }
-        EXPECT_EQ(committed.size(), std::size_t{kWriters} * kWrites);
+        EXPECT_EQ(committed.size(), kNotices);
         EXPECT_EQ(recorder.notices, committed);
     }
 }
@@ -235,8 +237,10 @@ TEST_F(ProcessesTest, ManyProcessesMayMakeTheFilesAtOnce)
 {
     for (int round = 0; round < 20; ++round) {
         Pipe start;
+        constexpr int kProcesses = 6;
         std::vector<std::unique_ptr<Process>> processes;
-        for (int process = 0; process < 6; ++process) {
+        processes.reserve(kProcesses);
+        for (int process = 0; process < kProcesses; ++process) {
             processes.push_back(std::make_unique<Process>([&, process] {
                 int go = 0;
                 Require(start.Read(go));
@@ -245,7 +249,7 @@ TEST_F(ProcessesTest, ManyProcessesMayMakeTheFilesAtOnce)
                 Require(store.Set(("memory/key" + std::to_string(process)).c_str(), process) == kOk);
             }));
         }
-        for (std::size_t process = 0; process < processes.size(); ++process) {
+        for (int process = 0; process < kProcesses; ++process) {
             start.Write(1);
         }
         for (const auto& process : processes) {
