@@ -47,13 +47,6 @@ void Wait(std::int64_t microseconds)
     ppoll(nullptr, 0, &duration, nullptr);
 }
 
-std::int64_t Moment()
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC_RAW, &now);
-    return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
-}
-
 // The process that has settings open, and how many files. A fork inherits SQLite's idea of the locks that it holds, but
 // not the locks.
 std::atomic<pid_t> user{0};
@@ -79,6 +72,13 @@ FileDescriptor LockFolder(const std::string& folder)
 }
 
 } // namespace
+
+std::int64_t Moment()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_RAW, &now);
+    return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
 
 Database::Database(std::string folder, std::string_view file, Durability durability)
     : m_folder(std::move(folder)),

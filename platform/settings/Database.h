@@ -30,6 +30,9 @@ struct Change
     Value value;
 };
 
+// The clock of the moments: the same for all processes, and never set.
+std::int64_t Moment();
+
 enum class Durability
 {
     PowerLoss,   // an acknowledged write survives the power being cut

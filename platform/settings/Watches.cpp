@@ -131,49 +131,76 @@ bool Watches::HearBells()
             next += sizeof(inotify_event) + event->len;
         }
     }
+    return IsRung();
+}
+
+bool Watches::IsRung() const
+{
     return std::any_of(m_readers.begin(), m_readers.end(), [](const Reader& reader) { return reader.rung; });
 }
 
 void Watches::Collect()
 {
-    std::array<std::vector<Change>, kSides> changes;
     // Listening again after reading: whoever wrote to one file, and then the row of the other file that was just read,
     // has rung in between, and the two are told in their order.
     for (int round = 0; HearBells() && round < kRoundsPerTurn; ++round) {
         for (std::size_t side = 0; side < kSides; ++side) {
-            Reader& reader = m_readers[side];
-            if (!reader.rung) {
-                continue;
+            if (m_readers[side].rung) {
+                Read(side);
             }
-            const int result = m_sides[side].database.ChangesAfter(reader.read, changes[side]);
-            reader.read = changes[side].empty() ? reader.read : changes[side].back().id;
-            m_sides[side].position.MoveTo(reader.read);
-            if (result != kOk) {
-                ++m_failures;
-                Queue(changes);
-                return;
-            }
-            reader.rung = false;
         }
+        if (IsRung()) {
+            ++m_failures;
+            return;
+        }
+        m_failures = 0;
     }
-    m_failures = 0;
-    Queue(changes);
 }
 
-void Watches::Queue(std::array<std::vector<Change>, kSides>& changes)
+void Watches::Read(std::size_t side)
 {
-    auto persistent = changes[0].begin();
-    auto memory = changes[1].begin();
+    Reader& reader = m_readers[side];
+    reader.readAt = Moment();
+    const int result = m_sides[side].database.ChangesAfter(reader.read, reader.collected);
+    reader.read = reader.collected.empty() ? reader.read : reader.collected.back().id;
+    m_sides[side].position.MoveTo(reader.read);
+    reader.rung = result != kOk;
+}
+
+void Watches::Queue()
+{
+    std::array<std::size_t, kSides> next = {0, 0};
+    const auto head = [this, &next](std::size_t side) {
+        auto& collected = m_readers[side].collected;
+        return next[side] < collected.size() ? &collected[next[side]] : nullptr;
+    };
     // The order within a file is that of the commits and is kept as it is; the moments only interleave the two files.
-    while (persistent != changes[0].end() || memory != changes[1].end()) {
-        const bool takePersistent =
-            memory == changes[1].end() || (persistent != changes[0].end() && persistent->moment <= memory->moment);
-        auto& next = takePersistent ? persistent : memory;
-        if (m_registrations.contains(next->key)) {
-            m_queue.push_back(std::move(*next));
+    for (;;) {
+        const Change* persistent = head(0);
+        const Change* memory = head(1);
+        const bool first = memory == nullptr || (persistent != nullptr && persistent->moment <= memory->moment);
+        const std::size_t side = first ? 0 : 1;
+        Change* change = head(side);
+        if (change == nullptr || MayFollowUnread(side, *change)) {
+            break;
         }
-        ++next;
+        if (m_registrations.contains(change->key)) {
+            m_queue.push_back(std::move(*change));
+        }
+        ++next[side];
     }
+    for (std::size_t side = 0; side < kSides; ++side) {
+        auto& collected = m_readers[side].collected;
+        collected.erase(collected.begin(), collected.begin() + static_cast<std::ptrdiff_t>(next[side]));
+    }
+}
+
+bool Watches::MayFollowUnread(std::size_t side, const Change& change) const
+{
+    // The other file was written to since it was read, perhaps before this change. When it cannot be read at all, its
+    // notices do not hold up the others.
+    const Reader& other = m_readers[kSides - 1 - side];
+    return other.rung && m_failures == 0 && change.moment > other.readAt;
 }
 
 void Watches::Deliver(Change& change)
@@ -213,12 +240,13 @@ void Watches::Dispatch()
 {
     g_source_set_ready_time(m_source, -1);
     Collect();
+    Queue();
     for (int told = 0; told < kNoticesPerTurn && !m_queue.empty(); ++told) {
         Change change = std::move(m_queue.front());
         m_queue.pop_front();
         Deliver(change);
     }
-    if (!m_queue.empty()) {
+    if (!m_queue.empty() || (IsRung() && m_failures == 0)) {
         g_source_set_ready_time(m_source, 0);
     } else if (m_failures > 0 && m_failures < kAttempts) {
         g_source_set_ready_time(m_source, g_get_monotonic_time() + kRetryMicroseconds);

@@ -56,7 +56,9 @@ private:
     {
         int inotifyWatch = -1;
         std::int64_t read = 0;
+        std::int64_t readAt = 0; // the moment of the last look
         bool rung = false;
+        std::vector<Change> collected; // read, and not yet put in order with the other side's
     };
 
     struct Registration
@@ -73,7 +75,10 @@ private:
     bool StartReading(std::size_t side);
     bool HearBells();
     void Collect();
-    void Queue(std::array<std::vector<Change>, kSides>& changes);
+    void Read(std::size_t side);
+    void Queue();
+    bool MayFollowUnread(std::size_t side, const Change& change) const;
+    bool IsRung() const;
     void Deliver(Change& change);
     const Registration* Find(std::string_view key, std::uint64_t number) const;
     void Dispatch();

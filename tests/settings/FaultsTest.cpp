@@ -231,6 +231,58 @@ TEST_F(FaultsTest, AFullDiskFailsTheWriteAndLosesNothing)
     EXPECT_THAT(recorder.notices, ElementsAre("db/key=\"before\"", "db/key=\"after\""));
 }
 
+TEST_F(FaultsTest, ACleaningThatFailsLeavesTheFileFree)
+{
+    Database database(m_folders.persistent, kPersistentFile, Durability::ProcessDeath);
+    std::int64_t change = 0;
+    for (int number = 0; number < 3000; ++number) {
+        ASSERT_EQ(database.Set("db/key", number, change), kOk);
+    }
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const auto previous = std::signal(SIGXFSZ, SIG_IGN);
+    CaptureStderr();
+    const auto limitToNothing = [&before, change] {
+        const rlimit none{4096, before.rlim_max}; // room for messages only
+        setrlimit(RLIMIT_FSIZE, &none);
+        return change - 1;
+    };
+    const int result = database.Prune(limitToNothing);
+    const std::string message = GetCapturedStderr();
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, previous);
+    EXPECT_EQ(result, kFailed);
+    EXPECT_THAT(message, HasSubstr("settings: cannot write " + PersistentFile()));
+    std::vector<Change> log;
+    EXPECT_EQ(database.ChangesAfter(0, log), kOk);
+    EXPECT_EQ(log.size(), 3000U);
+    EXPECT_EQ(database.Set("db/key", -1, change), kOk);
+    Value value;
+    EXPECT_EQ(Database(m_folders.persistent, kPersistentFile, Durability::ProcessDeath).Get("db/key", value), kOk);
+    EXPECT_EQ(value, Value(-1));
+    EXPECT_EQ(database.Prune([change] { return change - 1; }), kOk);
+}
+
+TEST_F(FaultsTest, ADamagedFileDoesNotHoldUpTheNoticesOfTheOther)
+{
+    Store store(m_folders);
+    Recorder recorder;
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+    ASSERT_EQ(store.Watch("memory/key", &Recorder::OnChange, &recorder), kOk);
+    sqlite3* connection = nullptr;
+    ASSERT_EQ(sqlite3_open(PersistentFile().c_str(), &connection), SQLITE_OK);
+    sqlite3_exec(connection, "DROP TABLE change", nullptr, nullptr, nullptr);
+    sqlite3_close(connection);
+    CaptureStderr();
+    Bell(WatchersFolder() + "/db.bell").Ring();
+    ASSERT_EQ(store.Set("memory/key", 1), kOk);
+    const bool told = RunUntil([&recorder] { return !recorder.notices.empty(); });
+    const std::string message = GetCapturedStderr();
+    EXPECT_TRUE(told);
+    EXPECT_THAT(recorder.notices, ElementsAre("memory/key=1"));
+    EXPECT_THAT(message, HasSubstr("settings: cannot read " + PersistentFile()));
+}
+
 TEST_F(FaultsTest, WithoutABellTheWriteHolds)
 {
     WriteFile(m_root + "/run", "a file where a folder should be");
@@ -289,6 +341,9 @@ TEST_F(FaultsTest, AForkedChildIsRefusedAndTheParentGoesOn)
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
+    RunWhatIsDue();
+    EXPECT_THAT(recorder.notices, ElementsAre("db/key=1")) << "the child took the parent's bell";
+    EXPECT_EQ(ReadPosition(WatchersFolder(), "db").Lowest(), 0) << "the child removed the parent's position";
     EXPECT_EQ(store.Set("db/key", 3), kOk);
     RunWhatIsDue();
     EXPECT_THAT(recorder.notices, ElementsAre("db/key=1", "db/key=3"));

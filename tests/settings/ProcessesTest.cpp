@@ -176,6 +176,47 @@ TEST_F(ProcessesTest, ThreeWritersAndNoNoticeIsLostOrOutOfOrder)
     }
 }
 
+TEST_F(ProcessesTest, AWritersNoticesOfBothFilesStayInOrderWhileItWrites)
+{
+    Pipe start;
+    Process writer([&] {
+        int go = 0;
+        Require(start.Read(go));
+        Store store(m_folders);
+        for (int number = 1; number <= 10'000; ++number) {
+            // Runs of different lengths on each side.
+            Require(store.Set(number % 11 < number % 7 ? "db/key" : "memory/key", number) == kOk);
+        }
+    });
+    Store store(m_folders);
+    std::vector<int> told;
+    const auto record = [](keynode* node, void* data) {
+        static_cast<std::vector<int>*>(data)->push_back(KeyNodeInt(node));
+    };
+    ASSERT_EQ(store.Watch("db/key", record, &told), kOk);
+    ASSERT_EQ(store.Watch("memory/key", record, &told), kOk);
+    start.Write(1);
+    ASSERT_TRUE(RunUntil([&told] { return told.size() >= 10'000; }));
+    for (std::size_t notice = 0; notice < told.size(); ++notice) {
+        ASSERT_EQ(told[notice], static_cast<int>(notice) + 1);
+    }
+    EXPECT_TRUE(writer.EndedWell());
+}
+
+TEST_F(ProcessesTest, AWatcherIsNeverTakenForADeadOneWhileItBegins)
+{
+    const Process cleaner([&] {
+        for (;;) {
+            ReadPosition(WatchersFolder(), "memory").Lowest();
+        }
+    });
+    for (int round = 0; round < 3000; ++round) {
+        ReadPosition position(WatchersFolder(), "memory");
+        ASSERT_TRUE(position.Announce());
+        ASSERT_EQ(position.Lowest(), 0);
+    }
+}
+
 TEST_F(ProcessesTest, AWatcherThatIsSlowMissesNothing)
 {
     Pipe start;
