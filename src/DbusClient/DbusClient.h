@@ -67,7 +67,8 @@ public:
 
     // --- Firmware updates: FirmwareUpdate.cpp ---
     // Chip, smart remote, wheel, in this order. Each step's answer starts the next one or ends the chain, and every end
-    // gives the standby lock back that the caller took.
+    // gives the standby lock back that the caller took. Answers have no time limit, so one may come after the client is
+    // gone: then the chain ends there, without a goodbye to the manager.
 
     void RequestBTChipUpdate();
     void RequestSmartRcFWUpdate();
@@ -77,8 +78,26 @@ public:
     static void HalvoUpdateCb(GObject* source, GAsyncResult* result, gpointer userData);
 
 private:
+    /// A client as long as it lives. An answer brings the client's bare address back, so it is looked up before use.
+    class Presence
+    {
+    public:
+        explicit Presence(CDbusClient* client);
+        ~Presence();
+        Presence(const Presence&) = delete;
+        Presence& operator=(const Presence&) = delete;
+
+        /// \param client may be null or gone
+        /// \return null for a client that does not live
+        static CDbusClient* Find(void* client);
+
+    private:
+        CDbusClient* m_client;
+    };
+
     GDBusConnection* m_connection;
     std::uint32_t m_ownerId;
     bool m_flag;
     std::function<void(int)> m_easyPairingCallback;
+    Presence m_presence{this};
 };
