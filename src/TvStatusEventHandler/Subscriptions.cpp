@@ -1,0 +1,88 @@
+// From the power manager's notices to the handlers, and the look back at a reset that came before this start.
+
+#include "LiteDebug.h"
+#include "ResetChecker/ResetChecker.h"
+#include "TvStatusEventHandler/TvStatusEventHandler.h"
+
+#include <glib.h>
+
+#include <utility>
+
+namespace {
+
+/// Deinit names functions of its own, which were never subscribed, so the subscriptions last as long as the process.
+enum class NamedBy
+{
+    Init,
+    Deinit
+};
+
+template <NamedBy, auto Handler, typename Argument>
+int Forward(Argument argument, void* userData)
+{
+    if (userData == nullptr) {
+        LOGE("userData is NULL");
+        return 0;
+    }
+    return (static_cast<CTvStatusEventHandler*>(userData)->*Handler)(argument);
+}
+
+template <NamedBy By>
+struct Forwarders
+{
+    static constexpr device_power_poweroff_cb kAmbientPowerOff =
+        Forward<By, &CTvStatusEventHandler::OnAmbientPowerOff, device_poweroff_info*>;
+    static constexpr device_power_poweroff_cb kPowerOff =
+        Forward<By, &CTvStatusEventHandler::OnPowerOffEvent, device_poweroff_info*>;
+    static constexpr device_power_poweroff_cb kPostPowerOff =
+        Forward<By, &CTvStatusEventHandler::OnPostPowerOffEvent, device_poweroff_info*>;
+    static constexpr device_power_wakeup_cb kWakeUp = Forward<By, &CTvStatusEventHandler::OnWakeUp, int>;
+    static constexpr device_power_state_changed_cb kStateChanged =
+        Forward<By, &CTvStatusEventHandler::HandlePowerStateChanged, device_power_state_info*>;
+    static constexpr device_power_standby_cb kStandby = Forward<By, &CTvStatusEventHandler::OnPowerStandbyCb, int>;
+};
+
+} // namespace
+
+CTvStatusEventHandler::~CTvStatusEventHandler()
+{
+    // Speaker timers may still be pending, several of them together, and are found by the object that they would call.
+    while (g_source_remove_by_user_data(this) != FALSE) {
+    }
+}
+
+void CTvStatusEventHandler::Init(std::shared_ptr<CDbusClient> dbusClient,
+                                 std::shared_ptr<CSmartRcEventHandler> smartRcHandler)
+{
+    LOGI("Register Tv Status Event callbacks");
+    m_dbusClient = std::move(dbusClient);
+    m_smartRcHandler = std::move(smartRcHandler);
+
+    using Mine = Forwarders<NamedBy::Init>;
+    device_power_subscribe_ambient_poweroff(Mine::kAmbientPowerOff, this);
+    device_power_subscribe_poweroff_event(Mine::kPowerOff, this);
+    device_power_subscribe_post_poweroff_event(Mine::kPostPowerOff, this);
+    device_power_subscribe_wakeup(Mine::kWakeUp, this);
+    device_power_subscribe_state_changed_event(Mine::kStateChanged, this);
+    device_power_subscribe_standby(Mine::kStandby, this);
+
+    ResetChecker resetChecker;
+    if (resetChecker.isReset()) {
+        LOGE("<<Not Error>> Reset Case");
+        // The counters follow last: when the power fails before, the next start clears the settings again.
+        ResetVconfKeys();
+        resetChecker.syncResetCount();
+    }
+}
+
+void CTvStatusEventHandler::Deinit()
+{
+    LOGI("Unregister Tv Status Event callbacks");
+    using Mine = Forwarders<NamedBy::Deinit>;
+    device_power_unsubscribe_ambient_poweroff(Mine::kAmbientPowerOff);
+    device_power_unsubscribe_poweroff_event(Mine::kPowerOff);
+    device_power_unsubscribe_post_poweroff_event(Mine::kPostPowerOff);
+    device_power_unsubscribe_wakeup(Mine::kWakeUp);
+    device_power_unsubscribe_state_changed_event(Mine::kStateChanged);
+    device_power_unsubscribe_standby(Mine::kStandby);
+}
