@@ -26,9 +26,10 @@ constexpr int kRotatorReset = 16;
 constexpr int kRotatorResetArgument = 255;
 
 constexpr int kMostRetries = 10;
-constexpr int kRetryMs = 50;
-constexpr int kEraseMs = 1500;
 constexpr int kUsPerMs = 1000;
+constexpr int kEraseMs = 1500;
+constexpr int kRetryMs = 50;
+constexpr unsigned long kRetryUs = 1000UL * kRetryMs;
 
 using SendCommand = bool (CSmartRcEventHandler::*)();
 
@@ -39,7 +40,7 @@ void SendWithRetries(CSmartRcEventHandler& remotes, SendCommand send, int& retry
     while (!isSent && retryCount < kMostRetries) {
         ++retryCount;
         LOGI("sleep 50ms for retry sending reset command");
-        g_usleep(kRetryMs * kUsPerMs);
+        g_usleep(kRetryUs);
         isSent = (remotes.*send)();
         // The truth value is named as if it were an error code; the log is read so.
         LOGI("retry result = %s retry count = %d", Util::CommonUtil::ERR_STR(static_cast<int>(isSent)), retryCount);
