@@ -34,10 +34,13 @@ bool IterateUntil(const std::function<bool()>& isDone, std::chrono::milliseconds
     return true;
 }
 
-void DrainMainLoop()
+bool DrainMainLoop()
 {
+    bool dispatched = false;
     while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
+        dispatched = true;
     }
+    return dispatched;
 }
 
 } // namespace support

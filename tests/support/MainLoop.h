@@ -13,6 +13,7 @@ inline constexpr std::chrono::milliseconds kDeadline = std::chrono::seconds(10);
 bool IterateUntil(const std::function<bool()>& isDone, std::chrono::milliseconds deadline = kDeadline);
 
 /// Dispatches what is ready in the default main context, and what that makes ready, without waiting.
-void DrainMainLoop();
+/// \return whether there was anything
+bool DrainMainLoop();
 
 } // namespace support
