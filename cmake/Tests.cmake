@@ -1,4 +1,5 @@
 include(GoogleTest)
+include(Platform)
 find_package(GTest REQUIRED)
 
 # One test program for one subject. Every test case runs in a process of its own, because some of the service's
@@ -6,7 +7,14 @@ find_package(GTest REQUIRED)
 function(vyrel_add_tests name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
     add_executable(${name} ${arg_SOURCES})
-    target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} tests_support)
+    foreach(library IN LISTS arg_LIBRARIES)
+        if(library MATCHES "^platform_(sim|skeleton)$")
+            vyrel_link_platform(${name} ${library})
+        else()
+            target_link_libraries(${name} PRIVATE ${library})
+        endif()
+    endforeach()
+    target_link_libraries(${name} PRIVATE tests_support)
     target_precompile_headers(${name} REUSE_FROM tests_support)
     gtest_discover_tests(${name}
         TEST_PREFIX "${name}."

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <exception>
 #include <ostream>
+#include <set>
 #include <stdexcept>
 
 namespace support {
@@ -33,6 +34,13 @@ struct Pipe
     int out = -1;
     int in = -1;
 };
+
+/// The gates of all children of this process that still wait: a child forked later would hold them shut.
+std::set<int>& ClosedGates()
+{
+    static std::set<int> gates;
+    return gates;
+}
 
 /// Returns when the other end has been closed.
 void WaitAtGate(int gate)
@@ -61,6 +69,9 @@ int RunBody(const std::function<int()>& body)
     ::close(output.in);
     ::close(output.out);
     ::close(gate.in);
+    for (const int ofAnother : ClosedGates()) {
+        ::close(ofAnother);
+    }
     WaitAtGate(gate.out);
     std::exit(RunBody(body));
 }
@@ -115,6 +126,7 @@ ChildProcess::ChildProcess(const std::function<int()>& body, Start start)
     ::close(gate.out);
     m_output = output.out;
     m_gate = gate.in;
+    ClosedGates().insert(m_gate);
     ::fcntl(m_output, F_SETFL, O_NONBLOCK);
     if (start == Start::AtOnce) {
         CloseGate();
@@ -191,6 +203,7 @@ void ChildProcess::ReadOutput()
 void ChildProcess::CloseGate()
 {
     if (m_gate >= 0) {
+        ClosedGates().erase(m_gate);
         ::close(m_gate);
         m_gate = -1;
     }
