@@ -15,6 +15,8 @@ constexpr const char* kBusPath = "/org/freedesktop/DBus";
 /// No time-out: a virtual clock that jumps must not end a call.
 constexpr gint kNoTimeout = G_MAXINT;
 
+using ConnectionPtr = std::unique_ptr<GDBusConnection, Util::ReleaseWith<g_object_unref>>;
+
 /// What the filter of a connection holds. The filter runs on GDBus's own thread and can run once more while it is being
 /// removed, so it reaches the peer only through the peer's context, which no longer runs by then.
 struct FilterData
@@ -32,6 +34,39 @@ void DeleteFilterData(gpointer data)
 {
     const Util::ErrorPtr error(failure);
     throw std::runtime_error(error ? what + ": " + error->message : what);
+}
+
+ConnectionPtr OpenConnection(GError** failure)
+{
+    const Util::GlibString address(g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, failure));
+    if (!address) {
+        return nullptr;
+    }
+    constexpr auto kFlags = static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                                              G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
+    return ConnectionPtr(g_dbus_connection_new_for_address_sync(address.get(), kFlags, nullptr, nullptr, failure));
+}
+
+Util::VariantPtr CallBus(GDBusConnection* connection, const char* method, GVariant* body, GError** failure)
+{
+    return Util::VariantPtr(g_dbus_connection_call_sync(connection, kBusItself, kBusPath, kBusItself, method, body,
+                                                        nullptr, G_DBUS_CALL_FLAGS_NONE, kNoTimeout, nullptr, failure));
+}
+
+/// Returns when the bus has noticed that a connection was closed: only then are its names free, and those answered that
+/// wait for it. Nobody but another connection can tell.
+void AwaitDeparture(const std::string& uniqueName)
+{
+    const ConnectionPtr observer = OpenConnection(nullptr);
+    gboolean isThere = observer ? TRUE : FALSE;
+    while (isThere != FALSE) {
+        const Util::VariantPtr reply =
+            CallBus(observer.get(), "NameHasOwner", g_variant_new("(s)", uniqueName.c_str()), nullptr);
+        isThere = FALSE;
+        if (reply) {
+            g_variant_get(reply.get(), "(b)", &isThere);
+        }
+    }
 }
 
 void DemandTuple(GVariant* body)
@@ -198,15 +233,7 @@ GDBusMessage* Peer::OnMessage(GDBusConnection* connection, GDBusMessage* message
 void Peer::Connect()
 {
     GError* failure = nullptr;
-    const Util::GlibString address(g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &failure));
-    if (!address) {
-        Throw("no address of the bus", failure);
-    }
-    ConnectionPtr connection(g_dbus_connection_new_for_address_sync(
-        address.get(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, &failure));
+    ConnectionPtr connection = OpenConnection(&failure);
     if (!connection) {
         Throw("the peer found no bus", failure);
     }
@@ -223,10 +250,8 @@ void Peer::RequestName() const
     constexpr guint32 kDoNotQueue = 4;
     constexpr guint32 kPrimaryOwner = 1;
     GError* failure = nullptr;
-    const Util::VariantPtr reply(
-        g_dbus_connection_call_sync(m_connection.get(), kBusItself, kBusPath, kBusItself, "RequestName",
-                                    g_variant_new("(su)", m_busName.c_str(), kDoNotQueue), G_VARIANT_TYPE("(u)"),
-                                    G_DBUS_CALL_FLAGS_NONE, kNoTimeout, nullptr, &failure));
+    const Util::VariantPtr reply =
+        CallBus(m_connection.get(), "RequestName", g_variant_new("(su)", m_busName.c_str(), kDoNotQueue), &failure);
     guint32 result = 0;
     if (reply) {
         g_variant_get(reply.get(), "(u)", &result);
@@ -241,23 +266,22 @@ void Peer::Disconnect()
     if (!m_connection) {
         return;
     }
-    // All three may find that the bus itself has gone, which is a way to vanish, too.
+    const std::string uniqueName = g_dbus_connection_get_unique_name(m_connection.get());
+    // All of these may find that the bus itself has gone, which is a way to vanish, too.
     g_dbus_connection_flush_sync(m_connection.get(), nullptr, nullptr);
     g_dbus_connection_close_sync(m_connection.get(), nullptr, nullptr);
     g_dbus_connection_remove_filter(m_connection.get(), m_filter);
     m_connection.reset();
     m_stalled.clear();
+    AwaitDeparture(uniqueName);
 }
 
 void Peer::AskBusForId() const
 {
-    if (!m_connection) {
-        return;
+    if (m_connection) {
+        // Without an error to look at: a bus that has gone has nothing more to bring.
+        CallBus(m_connection.get(), "GetId", nullptr, nullptr);
     }
-    // Without an error to look at: a bus that has gone has nothing more to bring.
-    const Util::VariantPtr id(g_dbus_connection_call_sync(m_connection.get(), kBusItself, kBusPath, kBusItself, "GetId",
-                                                          nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, kNoTimeout, nullptr,
-                                                          nullptr));
 }
 
 void Peer::HandleMessage(GDBusConnection* connection, GDBusMessage* message)

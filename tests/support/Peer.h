@@ -49,7 +49,7 @@ public:
     /// Drops its connection instead of answering the next call of \p member.
     void VanishesOn(const std::string& member);
 
-    /// Drops its connection, and its name with it, after all that it has sent.
+    /// Drops its connection, and its name with it, after all that it has sent. Returns when the bus has noticed.
     void Vanishes();
     /// Connects once more and owns its name before it returns. Calls that were stalled are forgotten.
     void Reappears();
