@@ -17,7 +17,6 @@ using support::ChildProcess;
 using support::Exited;
 using support::KilledBy;
 using support::StillRunning;
-using ::testing::HasSubstr;
 
 constexpr auto kShort = std::chrono::milliseconds(20);
 
