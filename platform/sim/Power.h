@@ -37,7 +37,10 @@ public:
     /// Holds the set in a state until it is released or the time is over.
     int Lock(power_state_e lockedState, int timeoutMs);
     int Unlock(power_state_e lockedState);
-    [[nodiscard]] bool IsLocked(power_state_e lockedState) const { return m_locks.contains(lockedState); }
+    [[nodiscard]] bool IsLocked(power_state_e lockedState) const
+    {
+        return m_locks.contains(lockedState);
+    }
 
     // What the set is in, for a test to set without a notice.
     power_state_e state = 0;
