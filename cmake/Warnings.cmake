@@ -7,10 +7,6 @@ add_compile_options(
 # GLib reports misuse at run time; what it deprecates is refused here.
 add_compile_definitions(GLIB_VERSION_MIN_REQUIRED=GLIB_VERSION_2_74 GLIB_VERSION_MAX_ALLOWED=GLIB_VERSION_2_74)
 
-if(CMAKE_BUILD_TYPE STREQUAL "Release")
-    add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -ffunction-sections -fdata-sections)
-    add_link_options(-Wl,--gc-sections -Wl,-z,relro -Wl,-z,now -Wl,--as-needed)
-endif()
 if(VYREL_SANITIZE)
     add_compile_options(-fsanitize=${VYREL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${VYREL_SANITIZE})
