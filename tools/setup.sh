@@ -6,7 +6,7 @@ set -euo pipefail
 build=(g++ cmake ninja-build pkg-config libglib2.0-dev libsqlite3-dev)
 run=(dbus-daemon)
 test=(libgtest-dev libgmock-dev python3)
-bench=(valgrind libbenchmark-dev util-linux)
+bench=(valgrind)
 ci=(clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev cppcheck gcovr)
 
 wanted=("${build[@]}")

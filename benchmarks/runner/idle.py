@@ -1,0 +1,73 @@
+"""Rows of programs that have nothing to do: memory, threads and wake-ups."""
+
+import contextlib
+import time
+
+from processes import (OWN_NAME_FLOOR, SERVICE, SERVICE_NAME, Bus, CannotMeasure, count_threads, count_wake_ups,
+                       memory_kib)
+from table import Row, ratio_row
+
+# What is still to come after the start, in the floor as well: GLib lets a thread of its pool go that had nothing to do
+# for 15 s, and the main loop may have gone to sleep for no longer than the 25 s that a call to the bus may take.
+SETTLING_SECONDS = 27
+KIB_PER_MIB = 1024
+
+
+class IdlePairs:
+    """Pairs of the floor and the service, each program on a bus of its own, for a `with` block.
+
+    They idle while other rows are measured: nothing of those reaches them.
+    """
+
+    def __init__(self, pairs):
+        self._count = pairs
+        self._stack = contextlib.ExitStack()
+        self._pairs = []
+        self._window_start = None
+        self._wake_ups_before = None
+
+    def __enter__(self):
+        with contextlib.ExitStack() as stack:
+            for _ in range(self._count):
+                self._pairs.append(tuple(self._start(stack, program) for program in (OWN_NAME_FLOOR, SERVICE)))
+            self._stack = stack.pop_all()
+        self._settled_at = time.monotonic() + SETTLING_SECONDS
+        return self
+
+    def __exit__(self, *_):
+        self._stack.close()
+
+    @staticmethod
+    def _start(stack, program):
+        bus = stack.enter_context(Bus())
+        child = bus.start(program)
+        bus.wait_for(SERVICE_NAME)
+        return child
+
+    def _of_services(self, figure):
+        return [figure(service.pid) for _, service in self._pairs]
+
+    def _memory_pairs(self, field):
+        return [tuple(memory_kib(child.pid, field) for child in pair) for pair in self._pairs]
+
+    def open_window(self):
+        """Wait for the settling and begin to count wake-ups."""
+        time.sleep(max(0.0, self._settled_at - time.monotonic()))
+        self._wake_ups_before = self._of_services(count_wake_ups)
+        self._window_start = time.monotonic()
+
+    def close_window(self, seconds):
+        """Wait for the window's end and give the rows."""
+        time.sleep(max(0.0, self._window_start + seconds - time.monotonic()))
+        elapsed = time.monotonic() - self._window_start
+        for child in (child for pair in self._pairs for child in pair):
+            if child.poll() is not None:
+                raise CannotMeasure(f'{child.args[0]} ended with status {child.returncode} while it idled')
+        wake_ups = [after - before for before, after in zip(self._wake_ups_before, self._of_services(count_wake_ups))]
+        threads = self._of_services(count_threads)
+        return [
+            ratio_row('idle anonymous memory', self._memory_pairs('Anonymous'), 1.35, 1, 'KiB', gate=True),
+            ratio_row('idle RSS', self._memory_pairs('Rss'), 1.15, KIB_PER_MIB, 'MiB', gate=True),
+            Row(f'wake-ups in {elapsed:.0f} s idle', wake_ups, 0, gate=True, plain=True),
+            Row('threads, idle', threads, 3, gate=True, plain=True),
+        ]
