@@ -54,6 +54,8 @@ public:
     /// The device that switched the set on, and why; nobody did when empty.
     std::optional<std::pair<std::string, int>> powerOnReason;
     std::set<std::string> headlessDevices;
+    /// Lists no record, and a record without an address, before the headless devices.
+    bool listsNullRecords = false;
 
     Slot<bt_adapter_state_changed_cb> onStateChanged;
 

@@ -66,6 +66,12 @@ public:
         m_userData = nullptr;
     }
 
+    /// From now on the platform calls without saying for whom.
+    void LosesUserData()
+    {
+        m_userData = nullptr;
+    }
+
     [[nodiscard]] bool IsSet() const
     {
         return m_callback != nullptr;

@@ -157,6 +157,12 @@ int bt_adapter_foreach_headless_device_info(bt_adapter_headless_device_info_cb c
     if (result != 0 || callback == nullptr) {
         return result;
     }
+    if (Call::Tv().adapter.listsNullRecords) {
+        bt_adapter_headless_dev_info_s withoutAddress = {nullptr};
+        if (!callback(nullptr, user_data) || !callback(&withoutAddress, user_data)) {
+            return result;
+        }
+    }
     // A copy: the service may unregister devices while they are listed.
     for (std::string address : std::set<std::string>(Call::Tv().adapter.headlessDevices)) {
         bt_adapter_headless_dev_info_s info = {address.data()};

@@ -107,8 +107,9 @@ void CVconfChangedHandler::OnConnectionShiftControlChanged(keynode_t* keyNode)
     if (IsMissing(keyNode)) {
         return;
     }
+    const char* text = vconf_keynode_get_str(keyNode);
     Tell(m_dbusClient.get(), kConnectionShift, "ConnectionShiftControl",
-         g_variant_new("(s)", Util::ToValidUtf8(vconf_keynode_get_str(keyNode)).c_str()));
+         g_variant_new("(s)", Util::ToValidUtf8(text != nullptr ? text : "").c_str()));
 }
 
 void CVconfChangedHandler::OnLastBtspkConnectingStatusVconfChanged(keynode_t* keyNode)
