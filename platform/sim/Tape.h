@@ -27,6 +27,7 @@ struct Entry
     std::string text = {};
 
     bool query = false; ///< a call that only asks
+    int timeout = 0;    ///< of a message whose answer is waited for, in milliseconds
 
     // Of a log line.
     int priority = 0; ///< 3 debug to 6 error

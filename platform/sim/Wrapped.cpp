@@ -71,13 +71,14 @@ std::string BodyText(GVariant* body)
     return result;
 }
 
-void RecordMessage(GDBusConnection* connection, const char* how, GDBusMessage* message)
+void RecordMessage(GDBusConnection* connection, const char* how, GDBusMessage* message, int timeout = 0)
 {
     if (IsOfService(connection)) {
         Television::Current().tape.Record({.kind = Kind::Bus,
                                            .text = std::string(how) + " " + g_dbus_message_get_destination(message) +
                                                    " " + g_dbus_message_get_member(message) +
-                                                   BodyText(g_dbus_message_get_body(message))});
+                                                   BodyText(g_dbus_message_get_body(message)),
+                                           .timeout = timeout});
     }
 }
 
@@ -129,7 +130,7 @@ void __wrap_g_dbus_connection_send_message_with_reply(GDBusConnection* connectio
                                                       volatile guint32* serial, GCancellable* cancellable,
                                                       GAsyncReadyCallback callback, gpointer data)
 {
-    RecordMessage(connection, "request", message);
+    RecordMessage(connection, "request", message, timeout);
     __real_g_dbus_connection_send_message_with_reply(connection, message, flags, timeout, serial, cancellable, callback,
                                                      data);
 }
@@ -139,7 +140,7 @@ GDBusMessage* __wrap_g_dbus_connection_send_message_with_reply_sync(GDBusConnect
                                                                     volatile guint32* serial, GCancellable* cancellable,
                                                                     GError** error)
 {
-    RecordMessage(connection, "ask", message);
+    RecordMessage(connection, "ask", message, timeout);
     return __real_g_dbus_connection_send_message_with_reply_sync(connection, message, flags, timeout, serial,
                                                                  cancellable, error);
 }
