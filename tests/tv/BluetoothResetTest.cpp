@@ -68,9 +68,8 @@ TEST_F(BluetoothReset, TheStandIsToldBeforeTheSmartRemoteAndTheWheel)
 
     AnnounceReset();
 
-    EXPECT_THAT(Commands(),
-                ElementsAre("bt_hid_send_rotator_bt_command(16, 255) = 0", std::string(kResetSmartRemote) + "0",
-                            std::string(kResetWheel) + "0"));
+    EXPECT_THAT(Commands(), ElementsAre("bt_hid_send_rotator_bt_command(16, 255) = 0",
+                                        std::string(kResetSmartRemote) + "0", std::string(kResetWheel) + "0"));
     EXPECT_THAT(LogOf({"IsRotatorConnected"}), ElementsAre("I rotator connection state = 1 ret = ERROR_NONE"));
     EXPECT_THAT(LogOf({"SendResetCommandToRotator"}), ElementsAre("I result = ERROR_NONE"));
     EXPECT_THAT(LogOf({"ResetRotator"}), IsEmpty());
@@ -164,8 +163,7 @@ TEST_F(BluetoothReset, ASmartRemoteThatNeverAnswersUsesUpTheRetriesOfTheWheelToo
     tv.tape.Clear();
     PowerOff();
     EXPECT_THAT(tv.tape.Sleeps(), ElementsAre("sleep 1000 ms"));
-    EXPECT_THAT(LogOf({"GetSleepTimeForReset"}),
-                ElementsAre("I smart Rc reset retry count = 10 sleep time = 1000"));
+    EXPECT_THAT(LogOf({"GetSleepTimeForReset"}), ElementsAre("I smart Rc reset retry count = 10 sleep time = 1000"));
 }
 
 TEST_F(BluetoothReset, BothRemotesShareOneCountOfRetries)
@@ -227,10 +225,10 @@ TEST_F(BluetoothReset, TheStackIsResetAndTheRemotesAreGivenTimeToErase)
         handler->DoBluetoothReset(option);
 
         EXPECT_THAT(Deeds(), ElementsAre("bt_adapter_reset() = 0", "sleep 1500 ms"));
-        EXPECT_THAT(tv.tape.Messages(), ElementsAre("E <Not error> Bluetooth Factory Reset done",
-                                                    "I waiting for eeprom erasing for 1.5 sec",
-                                                    "I smart Rc reset retry count = 0 sleep time = 1500",
-                                                    "I sleep done"));
+        EXPECT_THAT(tv.tape.Messages(),
+                    ElementsAre("E <Not error> Bluetooth Factory Reset done",
+                                "I waiting for eeprom erasing for 1.5 sec",
+                                "I smart Rc reset retry count = 0 sleep time = 1500", "I sleep done"));
     }
 }
 
@@ -323,25 +321,24 @@ TEST_F(BluetoothReset, TheBluetoothSettingsAreClearedInOrderBetweenTwoKernelLine
 {
     CTvStatusEventHandler::ResetVconfKeys();
 
-    EXPECT_THAT(
-        Deeds(),
-        ElementsAre("[VYREL][ResetVconfKeys]START, reset vconfkeys", R"(vconf_set_int("db/vyrel/lastSoundRoute", 0) = 0)",
-                    R"(vconf_set_str("db/vyrel/last_btspk_name", "") = 0)",
-                    R"(vconf_set_str("db/vyrel/last_btspk_addr", "") = 0)",
-                    R"(vconf_set_int("db/menu/sound/speakersettings/soundmirroring", 0) = 0)",
-                    R"(vconf_set_str("db/vyrel/musictv_paired1", "") = 0)",
-                    R"(vconf_set_str("db/vyrel/auto_connect_mobile_list", "") = 0)",
-                    R"(vconf_set_str("db/vyrel/allowedSSDeviceList", "") = 0)",
-                    R"(vconf_set_str("db/vyrel/musictv_paired4", "") = 0)",
-                    R"(vconf_set_int("db/vyrel/smartrc_adc_flag", 0) = 0)",
-                    R"(vconf_set_str("db/com.quorix.tv.bt-mdemanager/btinfosync/devices", "") = 0)",
-                    R"(vconf_set_str("db/vyrel/last_btspk_list", "") = 0)",
-                    R"(vconf_set_str("db/bluetooth_smartrc/rotation_stand_address", "") = 0)",
-                    R"(vconf_set_str("db/vyrel/pairing_blocekd_devices", "") = 0)",
-                    R"(vconf_set_str("db/vyrel/soundsharedevice/address_list", "") = 0)",
-                    R"(vconf_set_bool("db/vyrel/quorix_audio_compatibility", false) = 0)",
-                    R"(vconf_set_bool("db/vyrel/last_audio_auto_connection", false) = 0)",
-                    "[VYREL][ResetVconfKeys]END reset vconfkeys"));
+    EXPECT_THAT(Deeds(), ElementsAre("[VYREL][ResetVconfKeys]START, reset vconfkeys",
+                                     R"(vconf_set_int("db/vyrel/lastSoundRoute", 0) = 0)",
+                                     R"(vconf_set_str("db/vyrel/last_btspk_name", "") = 0)",
+                                     R"(vconf_set_str("db/vyrel/last_btspk_addr", "") = 0)",
+                                     R"(vconf_set_int("db/menu/sound/speakersettings/soundmirroring", 0) = 0)",
+                                     R"(vconf_set_str("db/vyrel/musictv_paired1", "") = 0)",
+                                     R"(vconf_set_str("db/vyrel/auto_connect_mobile_list", "") = 0)",
+                                     R"(vconf_set_str("db/vyrel/allowedSSDeviceList", "") = 0)",
+                                     R"(vconf_set_str("db/vyrel/musictv_paired4", "") = 0)",
+                                     R"(vconf_set_int("db/vyrel/smartrc_adc_flag", 0) = 0)",
+                                     R"(vconf_set_str("db/com.quorix.tv.bt-mdemanager/btinfosync/devices", "") = 0)",
+                                     R"(vconf_set_str("db/vyrel/last_btspk_list", "") = 0)",
+                                     R"(vconf_set_str("db/bluetooth_smartrc/rotation_stand_address", "") = 0)",
+                                     R"(vconf_set_str("db/vyrel/pairing_blocekd_devices", "") = 0)",
+                                     R"(vconf_set_str("db/vyrel/soundsharedevice/address_list", "") = 0)",
+                                     R"(vconf_set_bool("db/vyrel/quorix_audio_compatibility", false) = 0)",
+                                     R"(vconf_set_bool("db/vyrel/last_audio_auto_connection", false) = 0)",
+                                     "[VYREL][ResetVconfKeys]END reset vconfkeys"));
 }
 
 TEST_F(BluetoothReset, SettingsThatAreNotBluetoothsSurvive)
@@ -382,8 +379,7 @@ TEST_F(BluetoothReset, TheNextStartFindsTheResetOnce)
 
     CTvStatusEventHandler next;
     next.Init(dbus, remotes);
-    EXPECT_THAT(LogOf({"Init"}),
-                ElementsAre("I Register Tv Status Event callbacks", "E <<Not Error>> Reset Case"));
+    EXPECT_THAT(LogOf({"Init"}), ElementsAre("I Register Tv Status Event callbacks", "E <<Not Error>> Reset Case"));
     EXPECT_EQ(tv.settings.Text("db/vyrel/last_btspk_name"), "");
     EXPECT_EQ(tv.ReadFile(kFactoryCountFile), "1");
     // The counters follow when all is cleared.

@@ -6,9 +6,11 @@
 #include "sim/Television.h"
 #include "sim/VirtualClock.h"
 #include "support/MainLoop.h"
-#include "support/Peer.h"
 #include "support/PrivateBus.h"
+#include "support/Settle.h"
+#include "support/Siblings.h"
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -47,9 +49,9 @@ protected:
     {
         std::vector<std::string> deeds;
         for (const sim::Entry& entry : tv.tape.Entries()) {
-            const bool isDeed = entry.kind == sim::Kind::Call ? !entry.query
-                                                              : entry.kind != sim::Kind::Log &&
-                                                                    entry.kind != sim::Kind::Note;
+            const bool isDeed = entry.kind == sim::Kind::Call
+                                    ? !entry.query
+                                    : entry.kind != sim::Kind::Log && entry.kind != sim::Kind::Note;
             if (isDeed) {
                 deeds.push_back(WithoutTimerNumber(entry));
             }
@@ -81,18 +83,6 @@ protected:
     static void Settle()
     {
         support::DrainMainLoop();
-    }
-
-    /// All that the service has sent is with \p peer.
-    void Settle(support::Peer& peer) const
-    {
-        Settle();
-        GVariant* id = g_dbus_connection_call_sync(dbus->GetSystemConnection(), "org.freedesktop.DBus",
-                                                   "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId", nullptr,
-                                                   nullptr, G_DBUS_CALL_FLAGS_NONE, 10000, nullptr, nullptr);
-        ASSERT_NE(id, nullptr);
-        g_variant_unref(id);
-        peer.Synchronize();
     }
 
     /// A change of state with a record of the test's own.

@@ -72,10 +72,9 @@ TEST_F(PowerOffNotice, AFullPowerOffHoldsStandbyAndStartsTheUpdates)
 
     EXPECT_EQ(Deeds()[0], kStandbyLock);
     EXPECT_EQ(Deeds()[1], kChipRequest);
-    EXPECT_THAT(Log(), ElementsAre("E <Not error> enter OnPowerStandbyCb",
-                                   "I Poweroff option(suspend off = 1, ignoreLock = 0)",
-                                   "I normal power off case, proceed bt update",
-                                   "E <Not error> exit OnPowerStandbyCb"));
+    EXPECT_THAT(
+        Log(), ElementsAre("E <Not error> enter OnPowerStandbyCb", "I Poweroff option(suspend off = 1, ignoreLock = 0)",
+                           "I normal power off case, proceed bt update", "E <Not error> exit OnPowerStandbyCb"));
 }
 
 TEST_F(PowerOffNotice, EveryCombinationOfOptionBitsIsAnUpdateAResetOrNeither)
@@ -109,8 +108,9 @@ TEST_F(PowerOffNotice, AStandbyForAResetIsWrittenDownAndTheAccessoriesAreTold)
 
         EXPECT_THAT(
             Deeds(),
-            ElementsAre(R"(vconf_set_int_async("db/vyrel/reset", 1) = 0)",
-                        R"(vconf_set_int_async("db/com.quorix.tv.bt-mdemanager/btinfosync/factory_reset_flag", 1) = 0)"));
+            ElementsAre(
+                R"(vconf_set_int_async("db/vyrel/reset", 1) = 0)",
+                R"(vconf_set_int_async("db/com.quorix.tv.bt-mdemanager/btinfosync/factory_reset_flag", 1) = 0)"));
         EXPECT_THAT(Log(), ElementsAre("E <Not error> enter OnPowerStandbyCb",
                                        "I Poweroff option(suspend off = 0, ignoreLock = 0)",
                                        "E <Not error> Reset : " + std::to_string(option),
@@ -158,9 +158,9 @@ TEST_F(PowerOffNotice, AFullPowerOffLetsNobodyConnectAnyMore)
     for (const int option : {kSuspendOff, kSuspendOff | kIgnoreLock, kSuspendOff | 13, kSuspendOff | 14}) {
         PowerOff(option);
 
-        EXPECT_THAT(tv.tape.Calls(), ElementsAre("device_power_get_wakeup_reason() = 0",
-                                                 "bt_adapter_get_state() = 0 -> 1",
-                                                 "bt_adapter_set_connectable(false) = 0"));
+        EXPECT_THAT(tv.tape.Calls(),
+                    ElementsAre("device_power_get_wakeup_reason() = 0", "bt_adapter_get_state() = 0 -> 1",
+                                "bt_adapter_set_connectable(false) = 0"));
         EXPECT_THAT(Log(), ElementsAre("E <Not error> enter OnPowerOffEvent", "I Set bt adapter connectable false",
                                        "E <Not error> exit OnPowerOffEvent"));
     }
@@ -172,8 +172,9 @@ TEST_F(PowerOffNotice, AFullPowerOffWithTheAdapterOffAsksForAColdBoot)
 
     PowerOff(kSuspendOff);
 
-    EXPECT_THAT(Deeds(), ElementsAre("[VYREL][OnPowerOffEvent]in standby, need reboot for recovery",
-                                     R"(vconf_set_str("memory/boot/cold_poweroff_request_pkg", "org.vantor.vyrel") = 0)"));
+    EXPECT_THAT(Deeds(),
+                ElementsAre("[VYREL][OnPowerOffEvent]in standby, need reboot for recovery",
+                            R"(vconf_set_str("memory/boot/cold_poweroff_request_pkg", "org.vantor.vyrel") = 0)"));
     EXPECT_THAT(Log(), ElementsAre("E <Not error> enter OnPowerOffEvent",
                                    "E adapter is not enabled in power off event, set cold boot vconf",
                                    "E <Not error> exit OnPowerOffEvent"));
@@ -190,9 +191,10 @@ TEST_F(PowerOffNotice, AColdBootIsNotAskedForAfterARestartOutOfStandby)
     EXPECT_THAT(tv.tape.Calls(),
                 ElementsAre("device_power_get_wakeup_reason() = 50", "bt_adapter_set_connectable(false) = 0"));
     EXPECT_THAT(tv.tape.Kernel(), IsEmpty());
-    EXPECT_THAT(Log(), ElementsAre("E <Not error> enter OnPowerOffEvent",
-                                   "I wake up reason is POWER_WAKEUP_REASON_STANDBY_REBOOT, do not cold boot for recovery",
-                                   "I Set bt adapter connectable false", "E <Not error> exit OnPowerOffEvent"));
+    EXPECT_THAT(Log(),
+                ElementsAre("E <Not error> enter OnPowerOffEvent",
+                            "I wake up reason is POWER_WAKEUP_REASON_STANDBY_REBOOT, do not cold boot for recovery",
+                            "I Set bt adapter connectable false", "E <Not error> exit OnPowerOffEvent"));
     EXPECT_FALSE(tv.settings.Has(kColdBootKey));
 }
 
@@ -346,7 +348,8 @@ TEST_F(PowerOffNotice, LeavingTheLowPowerPictureDoesNotRestartTheSetTwice)
     AmbientPowerOff();
 
     EXPECT_THAT(Deeds(), ElementsAre(kHeadlessOn));
-    EXPECT_THAT(Log(), Contains("I wake up reason is POWER_WAKEUP_REASON_STANDBY_REBOOT, do not cold boot for recovery"));
+    EXPECT_THAT(Log(),
+                Contains("I wake up reason is POWER_WAKEUP_REASON_STANDBY_REBOOT, do not cold boot for recovery"));
 }
 
 // --- Wake-up ---

@@ -38,12 +38,11 @@ TEST_F(PowerSubscriptions, InitSubscribesTheSixNoticesInOrder)
     CTvStatusEventHandler another;
     another.Init(dbus, remotes);
 
-    EXPECT_THAT(tv.tape.Calls({"device_power_"}),
-                ElementsAre("device_power_subscribe_ambient_poweroff() = 0",
-                            "device_power_subscribe_poweroff_event() = 0",
-                            "device_power_subscribe_post_poweroff_event() = 0", "device_power_subscribe_wakeup() = 0",
-                            "device_power_subscribe_state_changed_event() = 0",
-                            "device_power_subscribe_standby() = 0"));
+    EXPECT_THAT(
+        tv.tape.Calls({"device_power_"}),
+        ElementsAre("device_power_subscribe_ambient_poweroff() = 0", "device_power_subscribe_poweroff_event() = 0",
+                    "device_power_subscribe_post_poweroff_event() = 0", "device_power_subscribe_wakeup() = 0",
+                    "device_power_subscribe_state_changed_event() = 0", "device_power_subscribe_standby() = 0"));
     EXPECT_EQ(tv.tape.All().front().substr(0, 1), "I");
     EXPECT_THAT(tv.tape.All().front(), EndsWith("> Register Tv Status Event callbacks"));
     tv.ServiceHasStopped();
@@ -81,9 +80,9 @@ TEST_F(PowerSubscriptions, DeinitNamesFunctionsThatWereNeverSubscribedSoNoticesG
     tv.power.PowersOff(0);
     tv.power.LeavesAmbientByPowerOff(0);
     Settle();
-    EXPECT_THAT(Deeds(), ElementsAre(StateSignal(0, 1), "bt_adapter_set_headless_mode(false) = 0", kHide,
-                                     "bt_adapter_set_headless_mode(true) = 0",
-                                     "bt_adapter_set_headless_mode(true) = 0"));
+    EXPECT_THAT(Deeds(),
+                ElementsAre(StateSignal(0, 1), "bt_adapter_set_headless_mode(false) = 0", kHide,
+                            "bt_adapter_set_headless_mode(true) = 0", "bt_adapter_set_headless_mode(true) = 0"));
     EXPECT_THAT(tv.tape.Messages(), Contains("E <Not error> enter OnPowerStandbyCb"));
 }
 
@@ -140,8 +139,8 @@ TEST_F(PowerTransitions, NormalPowerMakesTheAdapterFindableAndTellsTheConnection
     Changes(2, 0, 1, 3);
 
     EXPECT_THAT(Deeds(), ElementsAre(kClearGripCount, "bt_adapter_set_visibility(1, 0) = 0", "timer removed",
-                                     "timer: 3600000 ms", StoreAmbient(3),
-                                     "call com.quorix.tv.bt.irmonitor Reset", StateSignal(2, 0, 1, 3)));
+                                     "timer: 3600000 ms", StoreAmbient(3), "call com.quorix.tv.bt.irmonitor Reset",
+                                     StateSignal(2, 0, 1, 3)));
     EXPECT_EQ(tv.settings.Int(kAmbientKey), 3);
     EXPECT_EQ(tv.settings.Int(kGripCountKey), 0);
     EXPECT_THAT(LogOf({"HandlePowerStateChanged"}), ElementsAre("I power state is changed from 2 to 0"));
@@ -238,11 +237,11 @@ TEST_F(PowerTransitions, StandbyAfterSuspendHoldsTheSetForAMinuteUntilTheChipIsR
         tv.tape.Clear();
         Changes(4, 2, previousAmbient);
         EXPECT_THAT(Deeds(), ElementsAre("[VYREL][GoToStandbyPowerState]request standby lock",
-                                         "device_power_lock_state(2, 60000) = 0",
-                                         StateSignal(4, 2, previousAmbient)));
-        EXPECT_THAT(LogOf({"GoToStandbyPowerState"}),
-                    ElementsAre("E <NOT ERROR> power state form suspend(except LPM). Lock standby power state for 60sec "
-                                "to wait for bt hw ready"));
+                                         "device_power_lock_state(2, 60000) = 0", StateSignal(4, 2, previousAmbient)));
+        EXPECT_THAT(
+            LogOf({"GoToStandbyPowerState"}),
+            ElementsAre("E <NOT ERROR> power state form suspend(except LPM). Lock standby power state for 60sec "
+                        "to wait for bt hw ready"));
     }
     EXPECT_TRUE(tv.power.IsLocked(2));
     clock.Advance(59s);
@@ -276,10 +275,10 @@ TEST_F(PowerTransitions, EnteringTheLowPowerPictureLocksItAndEndsHeadlessMode)
 
         Changes(4, 4, previousAmbient, 2);
 
-        EXPECT_THAT(Deeds(), ElementsAre("[VYREL][GoToLowPowerAmbientMode]request lpm lock",
-                                         "screen_manager_set_ambient_lock(1, 60000) = 0",
-                                         "bt_adapter_set_headless_mode(false) = 0",
-                                         StateSignal(4, 4, previousAmbient, 2)));
+        EXPECT_THAT(Deeds(),
+                    ElementsAre("[VYREL][GoToLowPowerAmbientMode]request lpm lock",
+                                "screen_manager_set_ambient_lock(1, 60000) = 0",
+                                "bt_adapter_set_headless_mode(false) = 0", StateSignal(4, 4, previousAmbient, 2)));
         EXPECT_THAT(LogOf({"GoToLowPowerAmbientMode"}),
                     ElementsAre("I previous ambient mode : " + std::to_string(previousAmbient),
                                 "I set adapter headless false"));
@@ -348,26 +347,25 @@ TEST_F(PowerTransitions, NoTransitionNeedsARecordToSurvive)
 
 TEST_F(PowerTransitions, TheConnectionManagerGetsAllSixFieldsAsTheyCame)
 {
-    support::Peer manager(kConnectionManager);
+    support::ConnectionManager manager;
     const device_power_state_info info = {-7, 94, 3, 1, 2, -2147483648};
     tv.power.TellsStateChange(&info);
-    Settle(manager);
+    support::Settle({&manager});
 
-    EXPECT_THAT(manager.Messages(),
-                ElementsAre(support::Message{.kind = support::Message::Kind::Signal,
-                                             .destination = kConnectionManager,
-                                             .path = "/com/quorix/tv/bt/connectionmanager",
-                                             .interface = kConnectionManager,
-                                             .member = "PowerStateChanged",
-                                             .signature = "(iiiiii)",
-                                             .body = "(-7, 94, 3, 1, 2, -2147483648)"}));
+    EXPECT_THAT(manager.Messages(), ElementsAre(support::Message{.kind = support::Message::Kind::Signal,
+                                                                 .destination = kConnectionManager,
+                                                                 .path = "/com/quorix/tv/bt/connectionmanager",
+                                                                 .interface = kConnectionManager,
+                                                                 .member = "PowerStateChanged",
+                                                                 .signature = "(iiiiii)",
+                                                                 .body = "(-7, 94, 3, 1, 2, -2147483648)"}));
 }
 
 TEST_F(PowerTransitions, TheConnectionManagerHearsOfStandbyBeforeTheChangeItself)
 {
-    support::Peer manager(kConnectionManager);
+    support::ConnectionManager manager;
     Changes(0, 2);
-    Settle(manager);
+    support::Settle({&manager});
 
     ASSERT_EQ(manager.Messages().size(), 2U);
     EXPECT_EQ(manager.Messages()[0], (support::Message{.kind = support::Message::Kind::Signal,
@@ -382,7 +380,7 @@ TEST_F(PowerTransitions, TheConnectionManagerHearsOfStandbyBeforeTheChangeItself
 
 TEST_F(PowerTransitions, HundredsOfChangesInASecondAreAllToldInOrder)
 {
-    support::Peer manager(kConnectionManager);
+    support::ConnectionManager manager;
     constexpr int kChanges = 500;
     std::vector<std::string> bodies;
     for (int change = 0; change < kChanges; ++change) {
@@ -391,7 +389,7 @@ TEST_F(PowerTransitions, HundredsOfChangesInASecondAreAllToldInOrder)
         bodies.push_back("(" + std::to_string(change) + ", 0, " + std::to_string(change % 5) + ", " +
                          std::to_string((change + 1) % 5) + ", 0, 0)");
     }
-    Settle(manager);
+    support::Settle({&manager});
 
     std::vector<std::string> received;
     for (const support::Message& message : manager.Signals()) {
@@ -422,7 +420,7 @@ class LastSpeaker : public PowerLife
 
 TEST_F(LastSpeaker, IsCalledBackTenSecondsAfterSwitchingOn)
 {
-    support::Peer manager(kConnectionManager);
+    support::ConnectionManager manager;
     for (const int route : {3, 5}) {
         tv.settings.Writes(kRouteKey, route);
         tv.tape.Clear();
@@ -435,11 +433,11 @@ TEST_F(LastSpeaker, IsCalledBackTenSecondsAfterSwitchingOn)
         EXPECT_EQ(Deeds().back(), StateSignal(2, 0));
         EXPECT_EQ(*std::prev(Deeds().end(), 2), "timer: 10000 ms");
 
-        Settle(manager);
+        support::Settle({&manager});
         clock.Advance(9'900ms);
         EXPECT_THAT(tv.tape.Bus(), Not(Contains(kSpeakerCall)));
         clock.Advance(200ms);
-        Settle(manager);
+        support::Settle({&manager});
         EXPECT_THAT(manager.Calls(), ElementsAre(support::Message{.kind = support::Message::Kind::Call,
                                                                   .destination = kConnectionManager,
                                                                   .path = "/com/quorix/tv/bt/connectionmanager",
@@ -449,7 +447,7 @@ TEST_F(LastSpeaker, IsCalledBackTenSecondsAfterSwitchingOn)
                                                                   .body = ""}));
         manager.Clear();
         clock.Advance(60s);
-        Settle(manager);
+        support::Settle({&manager});
         EXPECT_THAT(manager.Calls(), IsEmpty());
     }
 }

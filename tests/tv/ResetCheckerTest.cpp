@@ -1,6 +1,7 @@
 // The service's own copies of the reset counters.
 
 #include "ResetChecker/ResetChecker.h"
+
 #include "VconfKeyId.h"
 #include "sim/Television.h"
 
@@ -211,7 +212,8 @@ TEST_F(ResetCounters, WritingReplacesTheWholeFileWithTheNumberAlone)
 
     EXPECT_EQ(tv.ReadFile(kFactoryFile), "7");
     EXPECT_EQ(tv.ReadFile(kServiceFile), "-12");
-    EXPECT_THAT(Log(), ElementsAre("E <<Not Error> factory reset count = 7", "E <<Not Error> service reset count = -12"));
+    EXPECT_THAT(Log(),
+                ElementsAre("E <<Not Error> factory reset count = 7", "E <<Not Error> service reset count = -12"));
 
     std::filesystem::remove(tv.PathOf(kFactoryFile));
     checker.setResetCountToPreference(8, "factoryResetCount.txt");
@@ -329,11 +331,10 @@ TEST_F(ResetCounters, SynchronisingCreatesBothFiles)
 
     EXPECT_EQ(tv.ReadFile(kFactoryFile), "3");
     EXPECT_EQ(tv.ReadFile(kServiceFile), "5");
-    EXPECT_THAT(Log(),
-                ElementsAre("E <<Not Error>factory reset count = 3", "E <<Not Error> factory reset count = 3",
-                            "E <<Not Error>> sync factory count", "E <<Not Error>service reset count = 5",
-                            "E <<Not Error> service reset count = 5", "E <<Not Error>> sync Service count",
-                            "E <<Not Error>> sync factory count"));
+    EXPECT_THAT(Log(), ElementsAre("E <<Not Error>factory reset count = 3", "E <<Not Error> factory reset count = 3",
+                                   "E <<Not Error>> sync factory count", "E <<Not Error>service reset count = 5",
+                                   "E <<Not Error> service reset count = 5", "E <<Not Error>> sync Service count",
+                                   "E <<Not Error>> sync factory count"));
     EXPECT_FALSE(checker.isReset());
 }
 

@@ -4,8 +4,9 @@
 #include "VconfChangedHandler/VconfChangedHandler.h"
 #include "sim/Television.h"
 #include "support/MainLoop.h"
-#include "support/Peer.h"
 #include "support/PrivateBus.h"
+#include "support/Settle.h"
+#include "support/Siblings.h"
 
 #include <vconf.h>
 
@@ -13,10 +14,10 @@
 #include <string>
 #include <vector>
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Not;
-using ::testing::Contains;
 
 // The forwarders pass through here on their way to the platform, so that a test can call them as the platform would.
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker makes these names.
@@ -66,8 +67,8 @@ protected:
 
     support::PrivateBus bus;
     sim::Television tv;
-    support::Peer manager{"com.quorix.tv.bt.connectionmanager"};
-    support::Peer shift{"com.quorix.tv.bt.connectionshift"};
+    support::ConnectionManager manager;
+    support::ConnectionShift shift;
     std::shared_ptr<CDbusClient> dbus = std::make_shared<CDbusClient>();
     CVconfChangedHandler handler;
 };
@@ -248,10 +249,9 @@ TEST_F(SettingWatchers, ASiblingThatIsAwayOrAnswersBadlyDoesNotStopTheNextWrite)
     tv.settings.Writes(kMultiOutputKey, 3);
     ASSERT_TRUE(manager.WaitForMessages(3));
 
-    EXPECT_THAT(manager.Messages(),
-                ElementsAre(support::Call("AudioMultiOutputChanged", "(i)", "(1,)"),
-                            support::Call("LastBtSpkConnectingStatusVconfChanged", "(i)", "(2,)"),
-                            support::Call("AudioMultiOutputChanged", "(i)", "(3,)")));
+    EXPECT_THAT(manager.Messages(), ElementsAre(support::Call("AudioMultiOutputChanged", "(i)", "(1,)"),
+                                                support::Call("LastBtSpkConnectingStatusVconfChanged", "(i)", "(2,)"),
+                                                support::Call("AudioMultiOutputChanged", "(i)", "(3,)")));
     EXPECT_EQ(tv.tape.Bus().size(), 4U); // nothing is sent again
 }
 
