@@ -125,6 +125,7 @@ void PrivateBus::Start(const std::string& configuration)
     m_address = ReadLine(addressPipe[0]);
     ::close(addressPipe[0]);
     if (m_address.empty()) {
+        Dies(); // no destructor runs for what was never whole
         throw std::runtime_error("dbus-daemon did not start");
     }
 }

@@ -16,6 +16,7 @@ namespace support {
 class PrivateBus
 {
 public:
+    /// Returns when the bus takes connections. Throws std::runtime_error when no daemon could be started.
     PrivateBus();
     ~PrivateBus();
     PrivateBus(const PrivateBus&) = delete;
