@@ -136,6 +136,20 @@ TEST_F(PeerTest, ReleasesOneMemberAndKeepsTheOthers)
     ASSERT_TRUE(IterateUntil([&] { return wheel.has_value(); }));
 }
 
+TEST_F(PeerTest, ReleasesInTheOrderOfArrival)
+{
+    peer.Stalls("Chip");
+    std::vector<int> released;
+    const auto remember = [&](int number) { released.push_back(number); };
+    for (int number = 1; number <= 3; ++number) {
+        service.CallAsync("Chip", [=] { remember(number); });
+    }
+    ASSERT_TRUE(peer.WaitForMessages(3));
+    peer.Releases("Chip");
+    ASSERT_TRUE(IterateUntil([&] { return released.size() >= 3; }));
+    EXPECT_THAT(released, ElementsAre(1, 2, 3));
+}
+
 TEST_F(PeerTest, StallsPastTheCallersTimeout)
 {
     peer.Stalls("Chip");
@@ -224,6 +238,18 @@ TEST_F(PeerTest, EmitsSignals)
                g_dbus_connection_get_unique_name(service.Connection()));
     ASSERT_TRUE(IterateUntil([&] { return listener.heard.size() >= 2; }));
     EXPECT_THAT(listener.heard, ElementsAre("Shouted(51,)", "Whispered()"));
+}
+
+TEST_F(PeerTest, VanishesAfterAllThatItHasSent)
+{
+    constexpr std::size_t kMany = 500;
+    Listener listener(service);
+    EXPECT_EQ(service.CallSync("Other"), "empty"); // the subscription is with the bus
+    for (std::size_t count = 0; count < kMany; ++count) {
+        peer.Emits(SharedBus::kPath, kInterface, "Shouted", nullptr);
+    }
+    peer.Vanishes();
+    EXPECT_TRUE(IterateUntil([&] { return listener.heard.size() >= kMany; }, std::chrono::seconds(2)));
 }
 
 TEST_F(PeerTest, EmitsNothingWhileItHasVanished)

@@ -125,6 +125,19 @@ TEST_F(SettleTest, SignalsOfAPeerAreHandledAndSoIsWhatFollows)
     EXPECT_THAT(peer.Calls(), ElementsAre(Call("Shouted")));
 }
 
+TEST_F(SettleTest, AFloodFromAPeerIsHandledWhole)
+{
+    constexpr int kMany = 100; // a bus lets a connection wait for 128 replies
+    Follower follower(service);
+    Settle({&peer});
+    for (int count = 0; count < kMany; ++count) {
+        peer.Emits(SharedBus::kPath, SharedBus::kName, "Shouted", nullptr);
+    }
+    Settle({&peer});
+    EXPECT_EQ(follower.count, kMany);
+    EXPECT_THAT(peer.Calls(), SizeIs(kMany));
+}
+
 TEST_F(SettleTest, TheServiceSettlesAlone)
 {
     Follower follower(service);

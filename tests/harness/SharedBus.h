@@ -5,9 +5,12 @@
 
 #include <gio/gio.h>
 
+#include <functional>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace harness {
 
@@ -48,6 +51,15 @@ public:
                                                   G_MAXINT, nullptr, nullptr, OnReply, &reply);
     }
 
+    /// Calls without waiting; \p then is done by the main loop when the reply has come, or an error in its place.
+    void CallAsync(const char* member, std::function<void()> then) const
+    {
+        const Util::MessagePtr call = NewCall(member, nullptr);
+        auto owned = std::make_unique<std::function<void()>>(std::move(then));
+        g_dbus_connection_send_message_with_reply(m_connection.get(), call.get(), G_DBUS_SEND_MESSAGE_FLAGS_NONE,
+                                                  G_MAXINT, nullptr, nullptr, OnAnyReply, owned.release());
+    }
+
     /// Calls and forgets.
     void Send(const char* member, GVariant* body = nullptr) const
     {
@@ -77,6 +89,14 @@ private:
         const Util::GlibString text(body != nullptr ? g_variant_print(body, TRUE) : nullptr);
         const char* error = g_dbus_message_get_error_name(reply);
         return (error != nullptr ? std::string(error) + " " : "") + (text ? text.get() : "empty");
+    }
+
+    static void OnAnyReply(GObject* connection, GAsyncResult* result, gpointer then)
+    {
+        const std::unique_ptr<std::function<void()>> owned(static_cast<std::function<void()>*>(then));
+        const Util::MessagePtr reply(g_dbus_connection_send_message_with_reply_finish(
+            reinterpret_cast<GDBusConnection*>(connection), result, nullptr));
+        (*owned)();
     }
 
     static void OnReply(GObject* connection, GAsyncResult* result, gpointer text)

@@ -142,6 +142,10 @@ TEST_F(SiblingsTest, AViolationOnItsWayFailsTheTestToo)
 {
     std::optional<ConnectionManager> manager;
     manager.emplace();
+    constexpr int kManyAhead = 500; // so that it is not handled yet when the manager goes
+    for (int count = 0; count < kManyAhead; ++count) {
+        Signals("StandbyPowerStatefromNormal");
+    }
     CallsManager("Helo");
     Settle();
     EXPECT_NONFATAL_FAILURE(manager.reset(), "there is no such member");
