@@ -55,7 +55,7 @@ bt_audio_connected_info_s* Audio::NewRecord(int type)
         return nullptr;
     }
     auto record = std::make_unique<Record>(Record{found->second, {}});
-    record->info = {record->address.data(), type};
+    record->info = {recordsHaveAddress ? record->address.data() : nullptr, type};
     bt_audio_connected_info_s* info = &record->info;
     m_records.emplace(info, std::move(record));
     return info;

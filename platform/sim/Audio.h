@@ -39,6 +39,8 @@ public:
     void CheckRecords() const;
     int Disconnect(const std::string& address, int type);
 
+    bool recordsHaveAddress = true; ///< false: records say that somebody is connected, but not who
+
     Slot<bt_audio_connection_state_changed_cb> onConnection;
     Slot<bt_audio_slc_state_changed_cb> onServiceLevel;
     Slot<bt_avrcp_connection_state_changed_cb> onControl;

@@ -31,6 +31,7 @@ struct Device
     bool connected = false;
     std::optional<int> rssi = -60; ///< none: asked for, it never answers
     bool hasAddress = true;        ///< false: the record has no address
+    bool hasRecord = true;         ///< false: a listing names it without a record
 };
 
 /// The platform's record of a device, alive as long as this object and unusable after it.
@@ -102,6 +103,8 @@ public:
     }
     /// The device of this address for a test to change, made known when it isn't.
     Device& Of(const std::string& address);
+
+    bool listsWithoutUserData = false; ///< listings forget what they were asked with
 
     Slot<bt_device_auth_event_cb> onAuthorization;
     Slot<bt_adapter_authentication_req_cb> onAuthentication;

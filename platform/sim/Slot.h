@@ -24,6 +24,8 @@ public:
     SlotBase& operator=(const SlotBase&) = delete;
 
     virtual void Clear() = 0;
+    /// From now on the platform calls without saying for whom.
+    virtual void LosesUserData() = 0;
 
     static std::vector<SlotBase*>& All()
     {
@@ -66,8 +68,7 @@ public:
         m_userData = nullptr;
     }
 
-    /// From now on the platform calls without saying for whom.
-    void LosesUserData()
+    void LosesUserData() override
     {
         m_userData = nullptr;
     }

@@ -180,8 +180,10 @@ int bt_adapter_foreach_bonded_device(bt_adapter_bonded_device_cb callback, void*
         return result;
     }
     // A copy: the service may remove bonds while they are listed.
-    for (const sim::Device& device : Call::Tv().devices.Bonded()) {
-        if (!callback(sim::DeviceRecord(device).Get(), user_data)) {
+    const sim::Devices& devices = Call::Tv().devices;
+    for (const sim::Device& device : devices.Bonded()) {
+        sim::DeviceRecord record(device);
+        if (!callback(device.hasRecord ? record.Get() : nullptr, devices.listsWithoutUserData ? nullptr : user_data)) {
             break;
         }
     }
