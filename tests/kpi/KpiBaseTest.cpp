@@ -42,6 +42,14 @@ TEST_F(KpiBase, AFullEventIsQueuedOnceWithItsTextsInOrder)
     EXPECT_THAT(Logs(), IsEmpty());
 }
 
+TEST_F(KpiBase, NobodyIsToldOfTheDelivery)
+{
+    AnyEvent("25_any", "NAME", "EV001", "{a=1}").SendKPIEvent();
+
+    ASSERT_THAT(tv.kpi.events, SizeIs(1));
+    EXPECT_FALSE(tv.kpi.events.front().wantsAnswer);
+}
+
 TEST_F(KpiBase, AnEventIsSentAndDeletedThroughItsInterface)
 {
     const std::unique_ptr<IKpiBase> event = std::make_unique<AnyEvent>("25_any", "NAME", "EV001", "{a=1}");
