@@ -11,6 +11,7 @@ struct KpiEvent
     std::string name;
     std::string code;
     std::string description;
+    bool wantsAnswer = false; ///< somebody is to be told of its delivery
 };
 
 /// The collector of usage events.

@@ -49,7 +49,8 @@ int CLogger::AddEventLogAsync(std::string category, std::string name, std::strin
         return *failure;
     }
     tv.tape.Record({.kind = sim::Kind::Kpi, .text = category + " " + name + " " + code + " " + description});
-    tv.kpi.events.push_back({std::move(category), std::move(name), std::move(code), std::move(description)});
+    tv.kpi.events.push_back({std::move(category), std::move(name), std::move(code), std::move(description),
+                             callback != nullptr || userData != nullptr});
     if (callback != nullptr) {
         tv.queue.Post([=] { callback(0, userData); });
     }
