@@ -12,11 +12,13 @@
 extern "C" {
 #endif
 
-typedef enum
+/* Any other value is a state in which the adapter is of no use either. */
+typedef int bt_adapter_state_e;
+enum
 {
     BT_ADAPTER_DISABLED = 0,
     BT_ADAPTER_ENABLED = 1
-} bt_adapter_state_e;
+};
 
 typedef enum
 {

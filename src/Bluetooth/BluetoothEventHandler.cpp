@@ -112,7 +112,7 @@ void CBluetoothEventHandler::initializeAdapter()
 
 void CBluetoothEventHandler::onAdapterStateChange(int /*result*/, bt_adapter_state_e state)
 {
-    LOGI("Adapter state is changed = %d", static_cast<int>(state));
+    LOGI("Adapter state is changed = %d", state);
     if (state == BT_ADAPTER_ENABLED) {
         handleAdapterEnable();
     } else {

@@ -115,7 +115,7 @@ void BluetoothTest::RemoteIsConnected()
 
 void BluetoothTest::AdapterReports(int result, int state)
 {
-    tv.adapter.Reports(result, static_cast<bt_adapter_state_e>(state));
+    tv.adapter.Reports(result, state);
     Settles();
 }
 
