@@ -4,12 +4,14 @@
 #include "sim/Wrapped.h"
 
 #include "sim/Television.h"
+#include "sim/Timers.h"
 
 #include <gio/gio.h>
 
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <string>
@@ -27,10 +29,16 @@ struct Unref
     }
 };
 
-/// Timers by the order in which they were made, because ids differ from run to run.
-std::map<guint, int>& Timers()
+/// Timers have a number, in the order in which they were made, because ids differ from run to run.
+struct Timer
 {
-    static std::map<guint, int> timers;
+    int number;
+    std::string interval;
+};
+
+std::map<guint, Timer>& Timers()
+{
+    static std::map<guint, Timer> timers;
     return timers;
 }
 
@@ -43,7 +51,7 @@ guint Made(guint id, const std::string& interval)
 {
     static int count = 0;
     if (Television::IsOn() && OnMainThread()) {
-        Timers()[id] = ++count;
+        Timers()[id] = {++count, interval};
         Television::Current().tape.Record(
             {.kind = Kind::Timer, .text = "timer " + std::to_string(count) + ": " + interval});
     }
@@ -84,6 +92,14 @@ void RecordMessage(GDBusConnection* connection, const char* how, GDBusMessage* m
 
 } // namespace
 
+int sim::PendingTimers(std::string_view interval)
+{
+    std::erase_if(Timers(),
+                  [](const auto& timer) { return g_main_context_find_source_by_id(nullptr, timer.first) == nullptr; });
+    return static_cast<int>(
+        std::ranges::count_if(Timers(), [&](const auto& timer) { return timer.second.interval == interval; }));
+}
+
 guint __wrap_g_timeout_add(guint interval, GSourceFunc function, gpointer data)
 {
     return Made(__real_g_timeout_add(interval, function, data), std::to_string(interval) + " ms");
@@ -113,7 +129,7 @@ gboolean __wrap_g_source_remove(guint id)
     const auto timer = Timers().find(id);
     if (timer != Timers().end() && Television::IsOn() && OnMainThread()) {
         Television::Current().tape.Record(
-            {.kind = Kind::Timer, .text = "timer " + std::to_string(timer->second) + " removed"});
+            {.kind = Kind::Timer, .text = "timer " + std::to_string(timer->second.number) + " removed"});
     }
     return __real_g_source_remove(id);
 }

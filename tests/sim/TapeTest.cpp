@@ -1,5 +1,6 @@
 #include "KernelLog.h"
 #include "sim/Television.h"
+#include "sim/Timers.h"
 #include "sim/VirtualClock.h"
 
 #include <glib.h>
@@ -75,6 +76,24 @@ TEST(Tape, NamesTimersByTheOrderInWhichTheyWereMade)
     g_source_remove(first);
 
     EXPECT_THAT(tv.tape.Timers(), ElementsAre("timer 1: 150 ms", "timer 2: 5 s", "timer 2 removed", "timer 1 removed"));
+}
+
+TEST(Timers, ArePendingUntilTheyEndOrAreRemoved)
+{
+    sim::VirtualClock clock;
+    sim::Television tv;
+    g_timeout_add(150, Nothing, nullptr);
+    const guint removed = g_timeout_add(150, Nothing, nullptr);
+    const guint other = g_timeout_add_seconds(5, Nothing, nullptr);
+    EXPECT_EQ(sim::PendingTimers("150 ms"), 2);
+    EXPECT_EQ(sim::PendingTimers("5 s"), 1);
+    EXPECT_EQ(sim::PendingTimers("5 ms"), 0);
+    g_source_remove(removed);
+    EXPECT_EQ(sim::PendingTimers("150 ms"), 1);
+    clock.Advance(std::chrono::milliseconds(200));
+    EXPECT_EQ(sim::PendingTimers("150 ms"), 0);
+    EXPECT_EQ(sim::PendingTimers("5 s"), 1);
+    g_source_remove(other);
 }
 
 TEST(Tape, ShowsUsageEvents)
