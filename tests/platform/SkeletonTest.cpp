@@ -22,7 +22,7 @@ constexpr auto kAddress = "AA:BB:CC:DD:EE:FF";
 
 TEST(Skeleton, TheAdapterIsOffAndStaysOff)
 {
-    auto state = BT_ADAPTER_ENABLED;
+    bt_adapter_state_e state = BT_ADAPTER_ENABLED;
     EXPECT_EQ(bt_adapter_get_state(&state), BT_ERROR_NONE);
     EXPECT_EQ(state, BT_ADAPTER_DISABLED);
 
