@@ -1,3 +1,5 @@
+include_guard(GLOBAL)
+
 # The service's own entry point for programs that bring a main of their own: the very object of src/main.cpp, in which
 # the function is called service_main. Tests and demonstrations can so run the whole service in a process of theirs.
 add_library(vyrel_main OBJECT "${CMAKE_SOURCE_DIR}/src/main.cpp")

@@ -50,6 +50,7 @@ Television::Television(const std::filesystem::path& root)
         Misuse("there is a television already");
     }
     current = this;
+    RemoveAtMisuse(m_ownsRoot ? m_root : "");
     for (const char* folder : {"/dev", "/etc", "/opt", "/run", "/tmp"}) {
         std::filesystem::create_directories(m_root + folder);
     }
@@ -67,6 +68,7 @@ Television::~Television()
     audio.CheckRecords();
     settings.Close();
     current = nullptr;
+    RemoveAtMisuse("");
     if (m_ownsRoot) {
         std::error_code ignored;
         std::filesystem::remove_all(m_root, ignored);

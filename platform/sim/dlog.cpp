@@ -10,7 +10,7 @@
 namespace {
 
 /// The line as it reads, however long it is.
-std::string Format(const char* format, va_list arguments)
+[[gnu::format(printf, 1, 0)]] std::string Format(const char* format, va_list arguments)
 {
     va_list copy;
     va_copy(copy, arguments);
