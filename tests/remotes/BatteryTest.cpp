@@ -51,10 +51,6 @@ protected:
     {
         return "25_remocon BATTERY EV005 {product=TV-55;batlev=" + std::to_string(level) + "}";
     }
-    static std::string Set(const char* key, int value)
-    {
-        return std::string("vconf_set_int(\"") + key + "\", " + std::to_string(value) + ") = 0";
-    }
 };
 
 // --- The level ---

@@ -162,6 +162,26 @@ std::string Result(int result)
 
 } // namespace
 
+std::string RemotesTest::Watch(const char* key)
+{
+    return "vconf_notify_key_changed(" + InQuotes(key) + Result(0);
+}
+
+std::string RemotesTest::Unwatch(const char* key, int result)
+{
+    return "vconf_ignore_key_changed(" + InQuotes(key) + Result(result);
+}
+
+std::string RemotesTest::Set(const char* key, const char* value)
+{
+    return "vconf_set_str(" + InQuotes(key) + ", " + InQuotes(value) + Result(0);
+}
+
+std::string RemotesTest::Set(const char* key, int value)
+{
+    return "vconf_set_int(" + InQuotes(key) + ", " + std::to_string(value) + Result(0);
+}
+
 std::string RemotesTest::Command(const char* address, int deviceType, int command, int result)
 {
     return "bt_hid_send_device_command(" + InQuotes(address) + ", " + Byte(deviceType) + ", " + Byte(command) +

@@ -92,6 +92,11 @@ protected:
     /// touch-IR monitor `irmonitor Start`.
     std::vector<std::string> Heard();
 
+    // How calls look on the tape.
+    static std::string Watch(const char* key);
+    static std::string Unwatch(const char* key, int result = 0);
+    static std::string Set(const char* key, const char* value);
+    static std::string Set(const char* key, int value);
     static std::string Command(const char* address, int deviceType, int command, int result = 0);
     static std::string RcCommand(const char* address, const char* bytes, int result = 0);
     static std::string NoLatency(const char* address, int result = 0);
