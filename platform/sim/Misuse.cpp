@@ -1,5 +1,7 @@
 #include "sim/Misuse.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -8,25 +10,33 @@ namespace sim {
 
 namespace {
 
-std::string& Folder()
+/// A fork of the process that made it leaves it alone.
+struct Owned
 {
-    static std::string folder;
-    return folder;
+    std::string folder;
+    pid_t owner = 0;
+};
+
+Owned& OwnFolder()
+{
+    static Owned owned;
+    return owned;
 }
 
 } // namespace
 
 void RemoveAtMisuse(const std::string& folder)
 {
-    Folder() = folder;
+    OwnFolder() = {folder, ::getpid()};
 }
 
 void Misuse(const std::string& what)
 {
     std::fprintf(stderr, "simulated television: %s\n", what.c_str());
-    if (!Folder().empty()) {
+    const Owned& owned = OwnFolder();
+    if (!owned.folder.empty() && owned.owner == ::getpid()) {
         std::error_code ignored;
-        std::filesystem::remove_all(Folder(), ignored);
+        std::filesystem::remove_all(owned.folder, ignored);
     }
     std::abort();
 }
