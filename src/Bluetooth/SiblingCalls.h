@@ -1,23 +1,10 @@
 #pragma once
 
+#include "DbusClient/Sibling.h"
+
 #include <gio/gio.h>
 
 class CDbusClient;
-
-/// A service beside this one, as it is found on the bus.
-struct Sibling
-{
-    const char* name;
-    const char* path;
-    const char* interface;
-};
-
-inline constexpr Sibling kConnectionManager = {
-    "com.quorix.tv.bt.connectionmanager", "/com/quorix/tv/bt/connectionmanager", "com.quorix.tv.bt.connectionmanager"};
-inline constexpr Sibling kConnectionShift = {"com.quorix.tv.bt.connectionshift", "/com/quorix/tv/bt/connectionshift",
-                                             "com.quorix.tv.bt.connectionshift"};
-inline constexpr Sibling kHandsFreeAgent = {"com.quorix.tv.hfpAgent", "/com/quorix/tv/hfpAgent",
-                                            "com.quorix.tv.hfpAgent.api"};
 
 /// How long the loop stands still for an answer at most, in milliseconds.
 inline constexpr unsigned int kCallTimeout = 5000;

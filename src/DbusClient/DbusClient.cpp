@@ -1,5 +1,6 @@
 #include "DbusClient/DbusClient.h"
 
+#include "DbusClient/Sibling.h"
 #include "GlibPointers.h"
 #include "LiteDebug.h"
 
@@ -11,8 +12,6 @@
 namespace {
 
 constexpr const char* kOwnName = "org.vantor.vyrel.lite";
-constexpr const char* kIrMonitorName = "com.quorix.tv.bt.irmonitor";
-constexpr const char* kIrMonitorPath = "/com/quorix/tv/bt/irmonitor";
 constexpr const char* kIrMonitorRunning = "/tmp/.bt_irmonitor";
 constexpr const char* kBusItself = "org.freedesktop.DBus";
 
@@ -169,5 +168,5 @@ void CDbusClient::SendToTouchIrMonitor(const std::string& command)
         LOGE("%s command but irmonitor is not running", command.c_str());
         return;
     }
-    SendDbusMethod(kIrMonitorName, kIrMonitorPath, kIrMonitorName, command, nullptr);
+    SendDbusMethod(kTouchIrMonitor.name, kTouchIrMonitor.path, kTouchIrMonitor.interface, command, nullptr);
 }

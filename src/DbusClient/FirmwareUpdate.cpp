@@ -1,6 +1,7 @@
 // Firmware updates at a power-off: chip, smart remote, wheel, each step from the answer to the one before.
 
 #include "DbusClient/DbusClient.h"
+#include "DbusClient/Sibling.h"
 #include "GlibPointers.h"
 #include "LiteDebug.h"
 #include "TvStatusUtil.h"
@@ -11,8 +12,6 @@
 
 namespace {
 
-constexpr const char* kUpdateManager = "com.quorix.tv.bt.updatemanager";
-constexpr const char* kUpdateManagerPath = "/com/quorix/tv/bt/updatemanager";
 constexpr gint kWithoutLimit = G_MAXINT;
 
 constexpr int kNoResult = -1;
@@ -36,7 +35,7 @@ bool Request(CDbusClient& client, const char* method, GAsyncReadyCallback handle
         return false;
     }
     const Util::MessagePtr message(
-        g_dbus_message_new_method_call(kUpdateManager, kUpdateManagerPath, kUpdateManager, method));
+        g_dbus_message_new_method_call(kUpdateManager.name, kUpdateManager.path, kUpdateManager.interface, method));
     g_dbus_connection_send_message_with_reply(connection, message.get(), G_DBUS_SEND_MESSAGE_FLAGS_NONE, kWithoutLimit,
                                               nullptr, nullptr, handler, &client);
     return true;
@@ -74,7 +73,7 @@ int ResultOf(GDBusMessage* reply)
 void SendExit(CDbusClient* client)
 {
     if (client != nullptr) {
-        client->SendDbusMethod(kUpdateManager, kUpdateManagerPath, kUpdateManager, "EXIT", nullptr);
+        client->SendDbusMethod(kUpdateManager.name, kUpdateManager.path, kUpdateManager.interface, "EXIT", nullptr);
     }
 }
 

@@ -3,17 +3,11 @@
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 
 #include "DbusClient/DbusClient.h"
+#include "DbusClient/Sibling.h"
 #include "GlibPointers.h"
 #include "LiteDebug.h"
 
 #include <utility>
-
-namespace {
-
-constexpr const char* kConnectionManager = "com.quorix.tv.bt.connectionmanager";
-constexpr const char* kConnectionManagerPath = "/com/quorix/tv/bt/connectionmanager";
-
-} // namespace
 
 CSmartRcEventHandler::CSmartRcEventHandler()
     : m_smartRcFirstBattery(false),
@@ -71,5 +65,6 @@ void CSmartRcEventHandler::CallConnectionManager(const std::string& method, GVar
         LOGE("dbus client is NULL");
         return;
     }
-    m_dbusClient->SendDbusMethod(kConnectionManager, kConnectionManagerPath, kConnectionManager, method, body.get());
+    m_dbusClient->SendDbusMethod(kConnectionManager.name, kConnectionManager.path, kConnectionManager.interface, method,
+                                 body.get());
 }

@@ -1,6 +1,7 @@
 // What each change of the power state does to the Bluetooth side.
 
 #include "DbusClient/DbusClient.h"
+#include "DbusClient/Sibling.h"
 #include "GlibPointers.h"
 #include "KernelLog.h"
 #include "LiteDebug.h"
@@ -20,8 +21,6 @@
 
 namespace {
 
-constexpr const char* kConnectionManager = "com.quorix.tv.bt.connectionmanager";
-constexpr const char* kConnectionManagerPath = "/com/quorix/tv/bt/connectionmanager";
 constexpr const char* kGripPopupCountKey = "memory/vyrel/count_display_grip_sensor_popup";
 
 constexpr unsigned int kSpeakerDelayMs = 10000;
@@ -66,7 +65,8 @@ void TellConnectionManager(CDbusClient* client, const char* signal, GVariant* bo
 {
     const Util::VariantPtr owned = Util::TakeBody(body);
     if (client != nullptr) {
-        client->SendDbusSignal(kConnectionManager, kConnectionManagerPath, kConnectionManager, signal, owned.get());
+        client->SendDbusSignal(kConnectionManager.name, kConnectionManager.path, kConnectionManager.interface, signal,
+                               owned.get());
     }
 }
 
@@ -108,8 +108,8 @@ int CTvStatusEventHandler::HandleLastConnectedSpk(void* self)
     }
     const std::shared_ptr<CDbusClient>& client = static_cast<CTvStatusEventHandler*>(self)->m_dbusClient;
     if (client) {
-        client->SendDbusMethod(kConnectionManager, kConnectionManagerPath, kConnectionManager, "LastConnectedBtSpk",
-                               nullptr);
+        client->SendDbusMethod(kConnectionManager.name, kConnectionManager.path, kConnectionManager.interface,
+                               "LastConnectedBtSpk", nullptr);
     }
     return G_SOURCE_REMOVE;
 }

@@ -1,6 +1,7 @@
 #include "VconfChangedHandler/VconfChangedHandler.h"
 
 #include "DbusClient/DbusClient.h"
+#include "DbusClient/Sibling.h"
 #include "GlibPointers.h"
 #include "LiteDebug.h"
 #include "Utf8.h"
@@ -10,14 +11,6 @@
 
 namespace {
 
-struct Service
-{
-    const char* name; ///< also the interface's
-    const char* path;
-};
-
-constexpr Service kConnectionManager = {"com.quorix.tv.bt.connectionmanager", "/com/quorix/tv/bt/connectionmanager"};
-constexpr Service kConnectionShift = {"com.quorix.tv.bt.connectionshift", "/com/quorix/tv/bt/connectionshift"};
 constexpr unsigned int kTimeoutMs = 5000;
 
 /// Deinit names functions of its own, which were never registered, so the watches last as long as the process.
@@ -63,12 +56,12 @@ bool IsMissing(const keynode_t* keyNode)
 }
 
 /// Calls and waits, so that the receiver has served one write before it hears of the next.
-void Tell(CDbusClient* client, const Service& service, const char* method, GVariant* body)
+void Tell(CDbusClient* client, const Sibling& sibling, const char* method, GVariant* body)
 {
     const Util::VariantPtr owned = Util::TakeBody(body);
     if (client != nullptr) {
         const Util::VariantPtr reply(
-            client->SendDbusMethodSync(service.name, service.path, service.name, method, owned.get(), kTimeoutMs));
+            client->SendDbusMethodSync(sibling.name, sibling.path, sibling.interface, method, owned.get(), kTimeoutMs));
     }
 }
 
