@@ -2,9 +2,35 @@
 
 #include "sim/Television.h"
 
+#include <glib.h>
+
+#include <chrono>
 #include <optional>
 
 namespace sim {
+
+namespace {
+
+/// From here on a wait is worth a note.
+constexpr std::chrono::milliseconds kLongWait{100};
+
+std::chrono::microseconds Now()
+{
+    return std::chrono::microseconds(g_get_monotonic_time());
+}
+
+} // namespace
+
+template <typename Callback, typename Argument>
+void Power::TellAndWait(const Slot<Callback>& slot, Argument argument)
+{
+    const auto start = Now();
+    slot.Tell(argument);
+    const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(Now() - start);
+    if (waited >= kLongWait) {
+        m_tv.tape.Note("the power manager waited " + std::to_string(waited.count()) + " ms");
+    }
+}
 
 void Power::GoesTo(power_state_e newState, int newAmbientMode, int reason)
 {
@@ -22,13 +48,13 @@ void Power::TellsStateChange(const device_power_state_info* info)
     if (info != nullptr) {
         record = *info;
     }
-    m_tv.queue.Post([this, record]() mutable { onStateChanged.Tell(record ? &*record : nullptr); });
+    m_tv.queue.Post([this, record]() mutable { TellAndWait(onStateChanged, record ? &*record : nullptr); });
 }
 
 void Power::AnnouncesStandby(int option)
 {
     m_tv.tape.Note("the set is about to go to standby, option " + std::to_string(option));
-    m_tv.queue.Post([this, option] { onStandby.Tell(option); });
+    m_tv.queue.Post([this, option] { TellAndWait(onStandby, option); });
 }
 
 void Power::PowersOff(int option)
@@ -50,7 +76,35 @@ void Power::WakesUp(int reason)
 {
     m_tv.tape.Note("the set wakes up, reason " + std::to_string(reason));
     wakeUpReason = reason;
-    m_tv.queue.Post([this, reason] { onWakeUp.Tell(reason); });
+    m_tv.queue.Post([this, reason] { TellAndWait(onWakeUp, reason); });
+}
+
+void Power::SwitchesOff(int option)
+{
+    m_tv.tape.Note("the set is switched off, option " + std::to_string(option));
+    AnnouncesStandby(option);
+    m_tv.queue.Post([this, option] {
+        m_waitsInStandby = option;
+        GoOnSwitchingOff();
+    });
+}
+
+void Power::GoOnSwitchingOff()
+{
+    if (!m_waitsInStandby) {
+        return;
+    }
+    const int option = *m_waitsInStandby;
+    if (IsLocked(DEVICE_POWER_STATE_STANDBY) && (option & DEVICE_POWEROFF_OPTION_IGNORE_LOCK) == 0) {
+        return;
+    }
+    m_waitsInStandby.reset();
+    PowersOff(option);
+    m_tv.queue.Post([this, option] {
+        const bool isSuspended = (option & DEVICE_POWEROFF_OPTION_SUSPEND_OFF) == 0;
+        state = isSuspended ? DEVICE_POWER_STATE_SUSPEND : DEVICE_POWER_STATE_OFF;
+        m_tv.tape.Note(isSuspended ? "the set is suspended" : "the set is off");
+    });
 }
 
 void Power::Tell(Slot<device_power_poweroff_cb>& slot, const device_poweroff_info* info)
@@ -59,7 +113,7 @@ void Power::Tell(Slot<device_power_poweroff_cb>& slot, const device_poweroff_inf
     if (info != nullptr) {
         record = *info;
     }
-    m_tv.queue.Post([&slot, record]() mutable { slot.Tell(record ? &*record : nullptr); });
+    m_tv.queue.Post([this, &slot, record]() mutable { TellAndWait(slot, record ? &*record : nullptr); });
 }
 
 void Power::TellsPowerOff(const device_poweroff_info* info)
@@ -86,6 +140,7 @@ int Power::Lock(power_state_e lockedState, int timeoutMs)
         if (found != m_locks.end() && found->second == lock) {
             m_locks.erase(found);
             m_tv.tape.Note("the lock of power state " + std::to_string(lockedState) + " runs out");
+            GoOnSwitchingOff();
         }
     });
     return 0;
@@ -93,7 +148,11 @@ int Power::Lock(power_state_e lockedState, int timeoutMs)
 
 int Power::Unlock(power_state_e lockedState)
 {
-    return m_locks.erase(lockedState) == 1 ? 0 : -1;
+    if (m_locks.erase(lockedState) == 0) {
+        return -1;
+    }
+    m_tv.queue.Post([this] { GoOnSwitchingOff(); });
+    return 0;
 }
 
 } // namespace sim

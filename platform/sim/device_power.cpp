@@ -53,12 +53,18 @@ int device_power_unlock_state(power_state_e state)
 
 int device_power_request_poweroff(int reason)
 {
-    return Call(__func__, reason).Succeeds();
+    return Call(__func__, reason).Does([=](Television& tv) {
+        tv.power.requestedPowerOff = reason;
+        return 0;
+    });
 }
 
 int device_power_request_reboot(int reason)
 {
-    return Call(__func__, reason).Succeeds();
+    return Call(__func__, reason).Does([=](Television& tv) {
+        tv.power.requestedReboot = reason;
+        return 0;
+    });
 }
 
 int device_power_subscribe_ambient_poweroff(device_power_poweroff_cb callback, void* user_data)
