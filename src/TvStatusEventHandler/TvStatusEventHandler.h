@@ -24,6 +24,7 @@ class CTvStatusEventHandler
 {
 public:
     CTvStatusEventHandler() = default;
+    /// Timers that are still pending go too; the subscriptions are the process's.
     ~CTvStatusEventHandler();
     CTvStatusEventHandler(const CTvStatusEventHandler&) = delete;
     CTvStatusEventHandler& operator=(const CTvStatusEventHandler&) = delete;

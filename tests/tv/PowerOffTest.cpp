@@ -142,6 +142,73 @@ TEST_F(PowerOffNotice, ALockThatIsRefusedIsLoggedAndTheUpdatesStartAllTheSame)
     EXPECT_THAT(tv.tape.Bus(), Contains(kChipRequest));
 }
 
+// --- The whole way out ---
+
+TEST_F(PowerOffNotice, TheSetStaysInStandbyUntilTheUpdatesAreDone)
+{
+    support::UpdateManager manager;
+    manager.Answers("CHIP", g_variant_new("(i)", 1));
+    manager.Answers("SCFW", g_variant_new("(i)", 8));
+    manager.Answers("HALVO", g_variant_new("(i)", 0));
+    manager.Stalls("HALVO");
+    tv.power.SwitchesOff(kSuspendOff);
+    support::Settle({&manager});
+
+    const std::vector<std::string> untilThen = {kStandbyLock, kChipRequest,
+                                                "request com.quorix.tv.bt.updatemanager SCFW",
+                                                "request com.quorix.tv.bt.updatemanager HALVO"};
+    EXPECT_EQ(Deeds(), untilThen);
+
+    tv.tape.Clear();
+    manager.Releases("HALVO");
+    support::Settle({&manager});
+    EXPECT_THAT(Deeds(), ElementsAre("call com.quorix.tv.bt.updatemanager EXIT", "device_power_unlock_state(2) = 0",
+                                     "bt_adapter_set_connectable(false) = 0", kHeadlessOn));
+    EXPECT_EQ(tv.power.state, DEVICE_POWER_STATE_OFF);
+}
+
+TEST_F(PowerOffNotice, TheSetGoesOffAfterFifteenSecondsWhenTheUpdatesNeverEnd)
+{
+    support::UpdateManager manager;
+    manager.Stalls("CHIP");
+    tv.power.SwitchesOff(kSuspendOff);
+    support::Settle({&manager});
+    tv.tape.Clear();
+
+    clock.Advance(std::chrono::seconds(14));
+    EXPECT_THAT(Deeds(), IsEmpty());
+    clock.Advance(std::chrono::seconds(2));
+    EXPECT_THAT(Deeds(), ElementsAre("bt_adapter_set_connectable(false) = 0", kHeadlessOn));
+}
+
+TEST_F(PowerOffNotice, ASuspendTakesNoLockAndWaitsForNobody)
+{
+    tv.power.SwitchesOff(0);
+    Settle();
+
+    EXPECT_THAT(Deeds(), ElementsAre(kHide, kHeadlessOn));
+    EXPECT_EQ(tv.power.state, DEVICE_POWER_STATE_SUSPEND);
+}
+
+TEST_F(PowerOffNotice, ThePowerManagerWaitsForAllRetriesOfHeadlessMode)
+{
+    tv.Fails("bt_adapter_set_headless_mode", BT_ERROR_OPERATION_FAILED);
+    tv.tape.Clear();
+    tv.power.LeavesAmbientByPowerOff(0);
+    tv.power.WakesUp(1);
+    Settle();
+
+    std::vector<std::string> waits;
+    for (const std::string& note : tv.tape.Of({sim::Kind::Note})) {
+        if (note.starts_with("the power manager waited ")) {
+            waits.push_back(note);
+        }
+    }
+    ASSERT_EQ(waits.size(), 1U); // 35 times 100 ms and 10 ms, and what the machine takes for it
+    EXPECT_GE(std::stoi(waits.front().substr(std::string("the power manager waited ").size())), 3510);
+    EXPECT_EQ(tv.tape.Calls().back(), "bt_adapter_set_headless_mode(false) = -29359868");
+}
+
 // --- Power-off ---
 
 TEST_F(PowerOffNotice, AMissingRecordIsDropped)
@@ -336,6 +403,7 @@ TEST_F(PowerOffNotice, LeavingTheLowPowerPictureWithTheAdapterOffRestartsTheSet)
 
     EXPECT_THAT(Deeds(), ElementsAre("[VYREL][OnAmbientPowerOff]in lpm, need reboot for recovery",
                                      "device_power_request_reboot(34) = 0"));
+    EXPECT_EQ(tv.power.requestedReboot, 34);
     EXPECT_THAT(Log(), ElementsAre("E <Not Error> OnAmbientPowerOff",
                                    "E adapter is not enabled in ambient off event, call device_power_request_reboot",
                                    "E <Not error> exit OnAmbientPowerOff"));

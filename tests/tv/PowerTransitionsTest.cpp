@@ -65,6 +65,7 @@ TEST_F(PowerSubscriptions, DeinitNamesFunctionsThatWereNeverSubscribedSoNoticesG
 {
     handler->Deinit();
 
+    EXPECT_THAT(tv.tape.All().front(), EndsWith("> Unregister Tv Status Event callbacks"));
     EXPECT_THAT(tv.tape.Calls(), ElementsAre("device_power_unsubscribe_ambient_poweroff() = -1",
                                              "device_power_unsubscribe_poweroff_event() = -1",
                                              "device_power_unsubscribe_post_poweroff_event() = -1",
