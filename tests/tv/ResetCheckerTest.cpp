@@ -171,7 +171,7 @@ TEST_F(ResetCounters, AFileIsReadAsFormattedInputReadsIt)
 
 TEST_F(ResetCounters, AHugeFileIsReadNoFurtherThanANumberGoes)
 {
-    tv.MakesFile(kFactoryFile, std::string(10'000'000, '1'));
+    tv.MakesFile(kFactoryFile, std::string(5'000'000, '1'));
     EXPECT_EQ(checker.getFactoryResetCountFromPreference(), std::numeric_limits<int>::max());
 
     tv.MakesFile(kFactoryFile, "3 ");
