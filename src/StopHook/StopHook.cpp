@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
 
@@ -16,6 +17,7 @@ constexpr std::array kStopSignals = {SIGTERM, SIGINT};
 
 // What the signal handler may touch: it is set before the handlers are and cleared after them.
 volatile sig_atomic_t signalledFd = -1;
+std::atomic_flag isStopping = ATOMIC_FLAG_INIT;
 
 void SetDefaultActions()
 {
@@ -27,12 +29,17 @@ void SetDefaultActions()
 }
 
 /// Runs in signal context. Both signals get their default effect back here rather than in the loop, which may be held.
-void OnStopSignal(int)
+void OnStopSignal(int stopSignal)
 {
     const int savedErrno = errno;
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = write(signalledFd, &one, sizeof one);
     SetDefaultActions();
+    if (isStopping.test_and_set()) {
+        // The second one came while another thread was still at the first: it has its default effect all the same.
+        raise(stopSignal);
+    } else {
+        const std::uint64_t one = 1;
+        [[maybe_unused]] const ssize_t written = write(signalledFd, &one, sizeof one);
+    }
     errno = savedErrno;
 }
 
@@ -67,6 +74,7 @@ StopHook::StopHook(GMainLoop* loop)
       m_source(g_unix_fd_add_full(G_PRIORITY_DEFAULT, m_eventFd, G_IO_IN, QuitLoop, g_main_loop_ref(loop), ReleaseLoop))
 {
     signalledFd = m_eventFd;
+    isStopping.clear();
     SetStopActions();
 }
 
