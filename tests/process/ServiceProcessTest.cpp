@@ -4,6 +4,7 @@
 #include "sim/Television.h"
 #include "support/ChildProcess.h"
 #include "support/PrivateBus.h"
+#include "support/RealTime.h"
 #include "support/Settle.h"
 #include "support/Siblings.h"
 #include "support/TempDir.h"
@@ -87,6 +88,20 @@ Sink ThrowsAt(const char* text, Exception exception)
         }
     }
     return ::testing::AssertionSuccess();
+}
+
+/// True once the service has heard a signal. Before that its subscription may be on its way to the bus, as may the
+/// answer to its request for a name.
+bool IsListening(ChildProcess& service, support::KeyRouter& router)
+{
+    const auto deadline = support::RealTime::Now() + support::kDeadline;
+    while (support::RealTime::Now() < deadline) {
+        router.ReportsCombination(50);
+        if (service.WaitForOutput("KEY_COMBINATION Signal NOT for VYREL", 100ms)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 class TheService : public ::testing::Test
@@ -213,7 +228,7 @@ TEST_F(TheService, SwitchesTheAdapterAtAnotherProgramsKeyCombination)
     ChildProcess service(Service(Root()), ChildProcess::Start::WhenTold);
     support::KeyRouter router;
     service.Begins();
-    ASSERT_TRUE(service.WaitForOutput(kRuns));
+    ASSERT_TRUE(IsListening(service, router));
     router.ReportsCombination(51);
     ASSERT_TRUE(service.WaitForOutput("KeyCombination : 51"));
     router.ReportsCombination(52);
@@ -235,8 +250,10 @@ TEST_F(TheService, HearsASettingThatAnotherProcessWrites)
 
 TEST_F(TheService, GoesDownInOrderWhenTheBusGoesAway)
 {
-    ChildProcess service(Service(Root()));
-    ASSERT_TRUE(service.WaitForOutput(kRuns));
+    ChildProcess service(Service(Root()), ChildProcess::Start::WhenTold);
+    support::KeyRouter router;
+    service.Begins();
+    ASSERT_TRUE(IsListening(service, router));
     m_bus.Dies();
     EXPECT_EQ(service.WaitForEnd(), Exited(1));
     EXPECT_TRUE(InThisOrder(service.Output(), {kRuns, "Deinit vyrel-lite", "exit vyrel-lite", kOut}));
@@ -253,9 +270,8 @@ TEST_F(TheService, WaitsForItsNameBehindAFirstInstance)
     second.Begins();
     ASSERT_TRUE(second.WaitForOutput(kRuns));
 
-    router.ReportsCombination(50);
-    EXPECT_TRUE(first.WaitForOutput("KEY_COMBINATION Signal NOT for VYREL"));
-    EXPECT_TRUE(second.WaitForOutput("KEY_COMBINATION Signal NOT for VYREL"));
+    EXPECT_TRUE(IsListening(first, router));
+    EXPECT_TRUE(IsListening(second, router));
     first.Send(SIGTERM);
     EXPECT_EQ(first.WaitForEnd(), Exited(1));
     second.Send(SIGTERM);
