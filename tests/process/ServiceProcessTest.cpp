@@ -155,6 +155,18 @@ TEST_F(TheService, StartsAndStopsItsComponentsInOrder)
                                        "bt_hid_unset_smart_rc_connection_cb()", "exit vyrel-lite"}));
 }
 
+TEST_F(TheService, LetsItsObjectsGoAfterItHasSaidThatItExits)
+{
+    ChildProcess service(Service(
+        Root(), [](sim::Television& tv) { tv.MakesFile("/opt/usr/apps/org.vantor.vyrel/data/launch_autoswitch"); }));
+    ASSERT_TRUE(service.WaitForOutput(kRuns));
+    service.Send(SIGTERM);
+    EXPECT_EQ(service.WaitForEnd(), Exited(1));
+    // The earphone launcher's timer is pending until the launcher goes.
+    EXPECT_TRUE(InThisOrder(service.Output(), {": 10 s\n", "create /tmp/.launch_autoswitching", kRuns,
+                                               "exit vyrel-lite\n", " removed\n", kOut}));
+}
+
 TEST_F(TheService, StopsAtOnceWhenItIsToldSoBeforeItsLoopRuns)
 {
     ChildProcess service(Service(Root(), {}, [](const sim::Entry& entry) {
