@@ -87,8 +87,12 @@ void OthersSpeakUp(Stage& stage)
     stage.AnotherProgramWrites("db/menu/network/devicename/tv_name", "string", "Kitchen");
     stage.KeyRouterReports(51);
     stage.Passes(1s);
+    stage.narrator.Claims(stage.AnotherProgramReads("db/low-power-support/bt-disable") == "false",
+                          "the mark of the keys is false");
     stage.KeyRouterReports(52);
     stage.Passes(1s);
+    stage.narrator.Claims(stage.AnotherProgramReads("db/low-power-support/bt-disable") == "true",
+                          "the mark of the keys is true");
     // Whoever switched Bluetooth on again by keys left a mark that would keep it off at the next start.
     stage.AnotherProgramWrites("db/low-power-support/bt-disable", "bool", "false");
     stage.narrator.ShouldHaveSeen(

@@ -39,7 +39,7 @@ void Stage::Passes(std::chrono::milliseconds time)
     Settles();
 }
 
-void Stage::Runs(const std::vector<std::string>& command)
+std::string Stage::Runs(const std::vector<std::string>& command)
 {
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
@@ -49,10 +49,14 @@ void Stage::Runs(const std::vector<std::string>& command)
     arguments.push_back(nullptr);
     GError* failure = nullptr;
     gint status = 0;
-    g_spawn_sync(nullptr, arguments.data(), nullptr, G_SPAWN_DEFAULT, nullptr, nullptr, nullptr, nullptr, &status,
+    gchar* written = nullptr;
+    g_spawn_sync(nullptr, arguments.data(), nullptr, G_SPAWN_DEFAULT, nullptr, nullptr, &written, nullptr, &status,
                  &failure);
     const Util::ErrorPtr error(failure);
+    const Util::GlibString output(written);
     narrator.Claims(!error && status == 0, "the other program did its work: " + command.front());
+    std::string text = output ? output.get() : "";
+    return text.substr(0, text.find_last_not_of('\n') + 1);
 }
 
 void Stage::KeyRouterReports(int code)
@@ -68,6 +72,13 @@ void Stage::AnotherProgramWrites(const std::string& key, const std::string& type
     tv.tape.Note("another program writes " + key + " = " + value);
     Runs({VYREL_SETTINGS, "--root", tv.Root(), "set", key, "--" + type, value});
     Settles();
+}
+
+std::string Stage::AnotherProgramReads(const std::string& key)
+{
+    std::string value = Runs({VYREL_SETTINGS, "--root", tv.Root(), "get", key});
+    tv.tape.Note("another program reads " + key + ": " + value);
+    return value;
 }
 
 std::vector<std::string> Stage::Violations() const

@@ -25,6 +25,9 @@ public:
     void KeyRouterReports(int code);
     /// Another program writes a setting.
     void AnotherProgramWrites(const std::string& key, const std::string& type, const std::string& value);
+    /// Another program reads a setting.
+    /// \return its value as text
+    std::string AnotherProgramReads(const std::string& key);
     /// What the siblings found wrong with what they were sent.
     std::vector<std::string> Violations() const;
 
@@ -37,7 +40,8 @@ public:
     support::IrMonitor monitor;
 
 private:
-    void Runs(const std::vector<std::string>& command);
+    /// \return what the program wrote on its standard output, without the last line end
+    std::string Runs(const std::vector<std::string>& command);
 
     sim::VirtualClock* m_clock;
 };
