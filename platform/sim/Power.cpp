@@ -11,6 +11,45 @@ namespace sim {
 
 namespace {
 
+std::string StateName(power_state_e state)
+{
+    switch (state) {
+    case DEVICE_POWER_STATE_NORMAL:
+        return "normal";
+    case DEVICE_POWER_STATE_PICTURE_OFF:
+        return "picture off";
+    case DEVICE_POWER_STATE_STANDBY:
+        return "standby";
+    case DEVICE_POWER_STATE_OFF:
+        return "off";
+    case DEVICE_POWER_STATE_SUSPEND:
+        return "suspend";
+    default:
+        return "power state " + std::to_string(state);
+    }
+}
+
+/// Options are bits or small numbers.
+std::string OptionText(int option)
+{
+    std::string text;
+    text += (option & DEVICE_POWEROFF_OPTION_SUSPEND_OFF) != 0 ? "for good" : "";
+    text += (option & DEVICE_POWEROFF_OPTION_IGNORE_LOCK) != 0
+                ? (text.empty() ? "whatever holds it" : ", whatever holds it")
+                : "";
+    const int rest = option & ~(DEVICE_POWEROFF_OPTION_SUSPEND_OFF | DEVICE_POWEROFF_OPTION_IGNORE_LOCK);
+    if (rest == DEVICE_POWEROFF_OPTION_RESET || rest == DEVICE_POWEROFF_OPTION_RESET_ALT) {
+        text += (text.empty() ? "" : ", ") + std::string("with a reset (") + std::to_string(rest) + ")";
+    } else if (rest != 0 || text.empty()) {
+        text += std::string(text.empty() ? "" : ", ") + "option " + std::to_string(rest);
+    }
+    return text;
+}
+
+} // namespace
+
+namespace {
+
 /// From here on a wait is worth a note.
 constexpr std::chrono::milliseconds kLongWait{100};
 
@@ -35,8 +74,8 @@ void Power::TellAndWait(const Slot<Callback>& slot, Argument argument)
 void Power::GoesTo(power_state_e newState, int newAmbientMode, int reason)
 {
     const device_power_state_info info = {0, reason, state, newState, ambientMode, newAmbientMode};
-    m_tv.tape.Note("the set goes from power state " + std::to_string(state) + " to " + std::to_string(newState) +
-                   ", ambient mode " + std::to_string(newAmbientMode));
+    m_tv.tape.Note("the set goes from " + StateName(state) + " to " + StateName(newState) + ", ambient mode " +
+                   std::to_string(newAmbientMode));
     state = newState;
     ambientMode = newAmbientMode;
     TellsStateChange(&info);
@@ -53,13 +92,13 @@ void Power::TellsStateChange(const device_power_state_info* info)
 
 void Power::AnnouncesStandby(int option)
 {
-    m_tv.tape.Note("the set is about to go to standby, option " + std::to_string(option));
+    m_tv.tape.Note("the set is about to go to standby, " + OptionText(option));
     m_tv.queue.Post([this, option] { TellAndWait(onStandby, option); });
 }
 
 void Power::PowersOff(int option)
 {
-    m_tv.tape.Note("the set powers off, option " + std::to_string(option));
+    m_tv.tape.Note("the set powers off, " + OptionText(option));
     const device_poweroff_info info = {option};
     TellsPowerOff(&info);
     TellsPostPowerOff(&info);
@@ -67,7 +106,7 @@ void Power::PowersOff(int option)
 
 void Power::LeavesAmbientByPowerOff(int option)
 {
-    m_tv.tape.Note("the set powers off out of the low-power picture, option " + std::to_string(option));
+    m_tv.tape.Note("the set powers off out of the low-power picture, " + OptionText(option));
     const device_poweroff_info info = {option};
     TellsAmbientPowerOff(&info);
 }
@@ -81,7 +120,7 @@ void Power::WakesUp(int reason)
 
 void Power::SwitchesOff(int option)
 {
-    m_tv.tape.Note("the set is switched off, option " + std::to_string(option));
+    m_tv.tape.Note("the set is switched off, " + OptionText(option));
     AnnouncesStandby(option);
     m_tv.queue.Post([this, option] {
         m_waitsInStandby = option;
