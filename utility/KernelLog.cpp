@@ -37,6 +37,7 @@ void __print_kernel_log(const char* tag, const char* function, const char* forma
     va_list arguments;
     va_start(arguments, format);
     const std::size_t room = line.size() - length;
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it does not see va_start here
     length += Used(std::vsnprintf(line.data() + length, room, format, arguments), room);
     va_end(arguments);
 

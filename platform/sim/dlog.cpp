@@ -14,6 +14,7 @@ namespace {
 {
     va_list copy;
     va_copy(copy, arguments);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it does not see va_copy here
     const int length = std::vsnprintf(nullptr, 0, format, copy);
     va_end(copy);
     std::string text(length > 0 ? static_cast<std::size_t>(length) + 1 : 1, '\0');

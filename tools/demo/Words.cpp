@@ -93,7 +93,7 @@ std::string WithArguments(std::string text, const std::string& call)
     return mark == std::string::npos ? text : text.replace(mark, 1, ArgumentsOf(call));
 }
 
-std::string AfterFailure(std::string text, const std::string& call)
+std::string AfterFailure(const std::string& text, const std::string& call)
 {
     return HasFailed(call) ? text + "  (failed:" + call.substr(call.rfind('=') + 1) + ")" : text;
 }
