@@ -20,10 +20,12 @@
 #include <stdexcept>
 
 using namespace std::chrono_literals;
+using support::Call;
 using support::ChildProcess;
 using support::Exited;
 using support::KilledBy;
 using ::testing::AnyOf;
+using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -34,6 +36,11 @@ extern "C" int service_main();
 namespace {
 
 using Sink = std::function<void(const sim::Entry&)>;
+
+constexpr const char* kSpeaker = "AA:BB:CC:00:00:01";
+constexpr const char* kPhone = "AA:BB:CC:00:00:02";
+constexpr const char* kKeyboard = "AA:BB:CC:00:00:03";
+constexpr const char* kRemote = "AA:BB:CC:00:00:04";
 
 constexpr const char* kIn = "D VYREL_LITE LiteDebug.h: ApiTracker(117) > IN >> [int main()(15)]\n";
 constexpr const char* kOut = "D VYREL_LITE LiteDebug.h: ~ApiTracker(121) > OUT << [int main()(15)]\n";
@@ -258,6 +265,57 @@ TEST_F(TheService, HearsASettingThatAnotherProcessWrites)
     settings::Store store(settings::FoldersUnder(Root()));
     store.Set("db/menu/network/devicename/tv_name", std::string("Kitchen"));
     EXPECT_TRUE(service.WaitForOutput("bt_adapter_set_name(\"Kitchen\") = 0"));
+}
+
+/// A phone, a speaker, a keyboard and the set's own remote come and go.
+void DevicesComeAndGo(sim::Television& tv)
+{
+    tv.devices.Knows({.address = kSpeaker, .name = "Speaker", .majorClass = 4, .minorClass = 20});
+    tv.devices.Knows({.address = kPhone, .name = "Phone"});
+    tv.devices.Knows({.address = kKeyboard, .name = "Keyboard"});
+    tv.devices.AsksForConsent(kPhone, "Phone");
+    tv.devices.AsksForAuthentication(kPhone, "Phone", 2, "123456");
+    tv.devices.AsksForAuthorization(kSpeaker, "Speaker", 18);
+    tv.devices.Connects(kSpeaker);
+    tv.audio.Connects(kSpeaker, 2);
+    tv.audio.ServiceLevel(true, kPhone);
+    tv.devices.ConnectsHid(kKeyboard);
+    tv.smartRemote.Connects(kRemote);
+    tv.devices.ConnectsHid(kRemote);
+    tv.smartRemote.LosesLink(1);
+    tv.audio.Disconnects(kSpeaker, 2);
+    tv.devices.Unbonds(kPhone);
+}
+
+TEST_F(TheService, TellsItsSiblingsInOtherProcessesOfDevicesThatComeAndGo)
+{
+    ChildProcess service(Service(Root(),
+                                 [](sim::Television& tv) {
+                                     tv.features.Has("bluetooth.hfp_support");
+                                     tv.queue.PostAfter(1ms, [&tv] { DevicesComeAndGo(tv); });
+                                 }),
+                         ChildProcess::Start::WhenTold);
+    support::ConnectionManager manager;
+    support::ConnectionShift shift;
+    support::HandsFreeAgent agent;
+    service.Begins();
+    ASSERT_TRUE(manager.WaitForMessages(8));
+    service.Send(SIGTERM);
+    EXPECT_EQ(service.WaitForEnd(), Exited(1));
+
+    EXPECT_THAT(manager.Messages(),
+                ElementsAre(Call("SspConcentRequest", "(ssi)", "('AA:BB:CC:00:00:02', 'Phone', 0)"),
+                            Call("AuthenticaionRequest", "(sssii)", "('AA:BB:CC:00:00:02', 'Phone', '123456', 2, 0)"),
+                            Call("Hello"),
+                            Call("AuthorizationRequest", "(ssii)", "('AA:BB:CC:00:00:01', 'Speaker', 18, 0)"),
+                            Call("AudioConnectionStateChanged", "(siii)", "('AA:BB:CC:00:00:01', 2, 0, 1)"),
+                            Call("HidConStateChanged", "(sii)", "('AA:BB:CC:00:00:03', 0, 1)"),
+                            Call("AudioConnectionStateChanged", "(siii)", "('AA:BB:CC:00:00:01', 2, 0, 0)"),
+                            Call("BondDestroied", "(s)", "('AA:BB:CC:00:00:02',)")));
+    EXPECT_THAT(shift.Messages(),
+                ElementsAre(Call("UpdateConnectedDeviceList", "(bs)", "(true, 'AA:BB:CC:00:00:01')"),
+                            Call("UpdateConnectedDeviceList", "(bs)", "(false, 'AA:BB:CC:00:00:01')")));
+    EXPECT_THAT(agent.Messages(), ElementsAre(Call("StartDaemon", "(s)", "('AA:BB:CC:00:00:02',)")));
 }
 
 TEST_F(TheService, GoesDownInOrderWhenTheBusGoesAway)
