@@ -11,6 +11,7 @@
 
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace sim {
 
@@ -89,12 +90,26 @@ public:
         return Does(body);
     }
 
+    /// Names a receiver in place of the one before; without a callback that one stays.
+    template <typename Callback>
+    int Sets(Slot<Callback>& slot, std::type_identity_t<Callback> callback, void* userData)
+    {
+        return Does([&](Television&) {
+            if (callback == nullptr) {
+                return InvalidArgument();
+            }
+            slot.Set(callback, userData);
+            return 0;
+        });
+    }
+
     /// Writes the call on the tape before it has done its work, for work that calls the service back.
     /// \return the failure, or 0
-    int Begins()
+    template <typename Callback>
+    int Begins(Callback callback)
     {
         const std::optional<int> failure = Tv().failures.Take(m_function);
-        return Ends(failure.value_or(0));
+        return Ends(failure.value_or(callback != nullptr ? 0 : InvalidArgument()));
     }
 
     int Ends(int result)

@@ -8,6 +8,7 @@ namespace sim {
 inline constexpr std::string_view kFunctionNames[] = {
     "AddEventLogAsync",
     "LwipcIsDone",
+    "__dlog_print",
     "bt_adapter_disable",
     "bt_adapter_enable",
     "bt_adapter_foreach_bonded_device",

@@ -38,11 +38,10 @@ template <typename Callback>
 class Slot : public SlotBase
 {
 public:
-    int Set(Callback callback, void* userData)
+    void Set(Callback callback, void* userData)
     {
         m_callback = callback;
         m_userData = userData;
-        return callback != nullptr ? 0 : -1;
     }
 
     int Unset()

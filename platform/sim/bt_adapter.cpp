@@ -18,7 +18,7 @@ int bt_product_deinit(void)
 
 int bt_adapter_set_state_changed_cb(bt_adapter_state_changed_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.adapter.onStateChanged.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().adapter.onStateChanged, callback, user_data);
 }
 
 int bt_adapter_unset_state_changed_cb(void)
@@ -28,7 +28,7 @@ int bt_adapter_unset_state_changed_cb(void)
 
 int bt_adapter_set_authentication_req_cb(bt_adapter_authentication_req_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.devices.onAuthentication.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().devices.onAuthentication, callback, user_data);
 }
 
 int bt_adapter_unset_authentication_req_cb(void)
@@ -38,7 +38,7 @@ int bt_adapter_unset_authentication_req_cb(void)
 
 int bt_adapter_set_ssp_consent_request_cb(bt_adapter_ssp_consent_request_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.devices.onConsent.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().devices.onConsent, callback, user_data);
 }
 
 int bt_adapter_unset_ssp_consent_request_cb(void)
@@ -48,7 +48,7 @@ int bt_adapter_unset_ssp_consent_request_cb(void)
 
 int bt_adapter_set_max_device_connected_cb(bt_adapter_max_device_connected_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.devices.onMaximum.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().devices.onMaximum, callback, user_data);
 }
 
 int bt_adapter_unset_max_device_connected_cb(void)
@@ -153,8 +153,8 @@ int bt_adapter_unregister_headless_device(const char* address)
 
 int bt_adapter_foreach_headless_device_info(bt_adapter_headless_device_info_cb callback, void* user_data)
 {
-    const int result = Call(__func__).Begins();
-    if (result != 0 || callback == nullptr) {
+    const int result = Call(__func__).Begins(callback);
+    if (result != 0) {
         return result;
     }
     if (Call::Tv().adapter.listsNullRecords) {
@@ -175,8 +175,8 @@ int bt_adapter_foreach_headless_device_info(bt_adapter_headless_device_info_cb c
 
 int bt_adapter_foreach_bonded_device(bt_adapter_bonded_device_cb callback, void* user_data)
 {
-    const int result = Call(__func__).Begins();
-    if (result != 0 || callback == nullptr) {
+    const int result = Call(__func__).Begins(callback);
+    if (result != 0) {
         return result;
     }
     // A copy: the service may remove bonds while they are listed.

@@ -19,7 +19,7 @@ int bt_audio_deinitialize(void)
 
 int bt_audio_set_connection_state_changed_cb(bt_audio_connection_state_changed_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.audio.onConnection.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().audio.onConnection, callback, user_data);
 }
 
 int bt_audio_unset_connection_state_changed_cb(void)
@@ -29,7 +29,7 @@ int bt_audio_unset_connection_state_changed_cb(void)
 
 int bt_audio_set_slc_state_changed_cb(bt_audio_slc_state_changed_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.audio.onServiceLevel.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().audio.onServiceLevel, callback, user_data);
 }
 
 int bt_audio_unset_slc_state_changed_cb(void)
@@ -71,22 +71,22 @@ int bt_audio_disconnect(const char* address, bt_audio_profile_type_e type)
 
 int bt_avrcp_control_initialize(bt_avrcp_connection_state_changed_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.audio.onControl.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().audio.onControl, callback, user_data);
 }
 
 int bt_avrcp_target_initialize(bt_avrcp_connection_state_changed_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.audio.onTarget.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().audio.onTarget, callback, user_data);
 }
 
 int bt_avrcp_set_interim_volume_notify_cb(bt_avrcp_interim_volume_notify_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.audio.onInterimVolume.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().audio.onInterimVolume, callback, user_data);
 }
 
 int bt_avrcp_set_absolute_volume_changed_cb(bt_avrcp_absolute_volume_changed_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.audio.onAbsoluteVolume.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().audio.onAbsoluteVolume, callback, user_data);
 }
 
 int bt_socket_create_rfcomm(const char* uuid, int* socket)

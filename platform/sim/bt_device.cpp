@@ -8,7 +8,7 @@ using sim::Television;
 
 int bt_device_set_auth_event_cb(bt_device_auth_event_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.devices.onAuthorization.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().devices.onAuthorization, callback, user_data);
 }
 
 int bt_device_unset_auth_event_cb(void)
@@ -18,7 +18,7 @@ int bt_device_unset_auth_event_cb(void)
 
 int bt_device_set_bond_created_cb(bt_device_bond_created_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.devices.onBondCreated.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().devices.onBondCreated, callback, user_data);
 }
 
 int bt_device_unset_bond_created_cb(void)
@@ -28,7 +28,7 @@ int bt_device_unset_bond_created_cb(void)
 
 int bt_device_set_bond_destroyed_cb(bt_device_bond_destroyed_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.devices.onBondDestroyed.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().devices.onBondDestroyed, callback, user_data);
 }
 
 int bt_device_unset_bond_destroyed_cb(void)
@@ -38,7 +38,7 @@ int bt_device_unset_bond_destroyed_cb(void)
 
 int bt_device_set_connection_state_changed_cb(bt_device_connection_state_changed_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.devices.onConnection.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().devices.onConnection, callback, user_data);
 }
 
 int bt_device_unset_connection_state_changed_cb(void)
@@ -48,7 +48,7 @@ int bt_device_unset_connection_state_changed_cb(void)
 
 int bt_gatt_set_connection_state_changed_cb(bt_gatt_connection_state_changed_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.devices.onGatt.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().devices.onGatt, callback, user_data);
 }
 
 int bt_gatt_unset_connection_state_changed_cb(void)

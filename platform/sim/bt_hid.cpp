@@ -2,6 +2,8 @@
 
 #include <bt_hid.h>
 
+#include <utility>
+
 using sim::Call;
 using sim::Television;
 
@@ -21,6 +23,9 @@ sim::Remote* ConnectedRemote(Television& tv, const char* address)
 /// A command to a remote: it arrives if the remote is connected.
 int Reaches(Television& tv, const char* address)
 {
+    if (address == nullptr) {
+        return BT_ERROR_INVALID_PARAMETER;
+    }
     return ConnectedRemote(tv, address) != nullptr ? static_cast<int>(BT_ERROR_NONE)
                                                    : static_cast<int>(BT_ERROR_REMOTE_DEVICE_NOT_CONNECTED);
 }
@@ -46,7 +51,7 @@ int ReadingOf(Call& call, const sim::Remote& remote, Value* output, Reading read
 
 int bt_hid_host_initialize(bt_hid_host_connection_state_changed_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.devices.onHid.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().devices.onHid, callback, user_data);
 }
 
 int bt_hid_host_deinitialize(void)
@@ -56,41 +61,41 @@ int bt_hid_host_deinitialize(void)
 
 int bt_hid_set_smart_rc_connection_cb(bt_hid_smart_rc_connection_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.smartRemote.onConnection.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().smartRemote.onConnection, callback, user_data);
 }
 
 int bt_hid_set_halvo_switch_connection_state_changed_cb(bt_hid_halvo_switch_connection_state_changed_cb callback,
                                                         void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.wheel.onConnection.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().wheel.onConnection, callback, user_data);
 }
 
 int bt_hid_set_battery_status_received_cb(bt_hid_battery_status_received_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.smartRemote.onBattery.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().smartRemote.onBattery, callback, user_data);
 }
 
 int bt_hid_set_smart_rc_charging_status_received_cb(bt_hid_smart_rc_charging_status_received_cb callback,
                                                     void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.smartRemote.onCharging.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().smartRemote.onCharging, callback, user_data);
 }
 
 int bt_hid_set_halvo_switch_charging_status_received_cb(bt_hid_halvo_switch_charging_status_received_cb callback,
                                                         void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.wheel.onCharging.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().wheel.onCharging, callback, user_data);
 }
 
 int bt_hid_set_smart_rc_grip_sensor_detected_cb(bt_hid_smart_rc_grip_sensor_detected_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.smartRemote.onGripped.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().smartRemote.onGripped, callback, user_data);
 }
 
 int bt_hid_set_smart_rc_grip_sensor_state_changed_cb(bt_hid_smart_rc_grip_sensor_state_changed_cb callback,
                                                      void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.smartRemote.onGripState.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().smartRemote.onGripState, callback, user_data);
 }
 
 int bt_hid_unset_smart_rc_connection_cb(void)
@@ -191,12 +196,11 @@ int bt_hid_get_smart_rc_grip_sensor_state(bt_hid_sc_grip_sensor_state_e* state)
 int bt_hid_get_smart_rc_fw_version(const char* address, unsigned int* version)
 {
     return Call(__func__, address).Gives(version, [=](Television& tv, unsigned int& out) -> int {
-        const sim::Remote* remote = ConnectedRemote(tv, address);
-        if (remote == nullptr) {
-            return BT_ERROR_REMOTE_DEVICE_NOT_CONNECTED;
+        const int result = Reaches(tv, address);
+        if (result == 0) {
+            out = ConnectedRemote(tv, address)->fwVersion;
         }
-        out = remote->fwVersion;
-        return BT_ERROR_NONE;
+        return result;
     });
 }
 
@@ -207,9 +211,9 @@ int bt_hid_send_device_command(const char* address, unsigned char device_type, u
 
 int bt_hid_send_rc_command(const char* address, const unsigned char* data, int length)
 {
-    return Call(__func__, address, sim::Bytes{data, length}, length).Does([=](Television& tv) {
-        return Reaches(tv, address);
-    });
+    Call call(__func__, address, sim::Bytes{data, length}, length);
+    return call.Does(
+        [&](Television& tv) { return data == nullptr || length < 0 ? call.InvalidArgument() : Reaches(tv, address); });
 }
 
 int bt_hid_send_duid(const char* address, const char* duid)
@@ -237,14 +241,11 @@ int bt_hid_send_rotator_bt_command(int command, int argument)
 int bt_hid_set_conn_no_latency(const char* address, bool on)
 {
     return Call(__func__, address, on).Does([=](Television& tv) -> int {
-        sim::Remote* remote = ConnectedRemote(tv, address);
-        if (remote == nullptr) {
-            return BT_ERROR_REMOTE_DEVICE_NOT_CONNECTED;
+        const int result = Reaches(tv, address);
+        if (result != 0) {
+            return result;
         }
-        if (remote->noLatency == on) {
-            return BT_ERROR_ALREADY_DONE;
-        }
-        remote->noLatency = on;
-        return BT_ERROR_NONE;
+        const bool was = std::exchange(ConnectedRemote(tv, address)->noLatency, on);
+        return was == on ? BT_ERROR_ALREADY_DONE : BT_ERROR_NONE;
     });
 }

@@ -69,32 +69,32 @@ int device_power_request_reboot(int reason)
 
 int device_power_subscribe_ambient_poweroff(device_power_poweroff_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.power.onAmbientPowerOff.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().power.onAmbientPowerOff, callback, user_data);
 }
 
 int device_power_subscribe_poweroff_event(device_power_poweroff_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.power.onPowerOff.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().power.onPowerOff, callback, user_data);
 }
 
 int device_power_subscribe_post_poweroff_event(device_power_poweroff_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.power.onPostPowerOff.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().power.onPostPowerOff, callback, user_data);
 }
 
 int device_power_subscribe_wakeup(device_power_wakeup_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.power.onWakeUp.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().power.onWakeUp, callback, user_data);
 }
 
 int device_power_subscribe_state_changed_event(device_power_state_changed_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.power.onStateChanged.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().power.onStateChanged, callback, user_data);
 }
 
 int device_power_subscribe_standby(device_power_standby_cb callback, void* user_data)
 {
-    return Call(__func__).Does([=](Television& tv) { return tv.power.onStandby.Set(callback, user_data); });
+    return Call(__func__).Sets(Call::Tv().power.onStandby, callback, user_data);
 }
 
 int device_power_unsubscribe_ambient_poweroff(device_power_poweroff_cb callback)

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
+#include <optional>
 #include <string>
 
 namespace {
@@ -42,6 +43,12 @@ void TakeApart(sim::Entry& entry, const char* format, va_list arguments)
 int __dlog_print(int log_id, int priority, const char* tag, const char* format, ...)
 {
     sim::Television& tv = sim::Television::Current();
+    if (const std::optional<int> failure = tv.failures.Take(__func__)) {
+        return *failure;
+    }
+    if (tag == nullptr || format == nullptr) {
+        return -1;
+    }
     sim::Entry entry = {.kind = sim::Kind::Log, .text = {}, .priority = priority, .tag = tag};
     va_list arguments;
     va_start(arguments, format);

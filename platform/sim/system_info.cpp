@@ -9,12 +9,18 @@ using sim::Television;
 
 int system_info_get_custom_bool(const char* key, bool* value)
 {
-    return Call(__func__, key).Gives(value, [=](Television& tv, bool& out) { return tv.features.GetBool(key, out); });
+    Call call(__func__, key);
+    return call.Gives(value, [&](Television& tv, bool& out) {
+        return key == nullptr ? call.InvalidArgument() : tv.features.GetBool(key, out);
+    });
 }
 
 int system_info_get_custom_int(const char* key, int* value)
 {
-    return Call(__func__, key).Gives(value, [=](Television& tv, int& out) { return tv.features.GetInt(key, out); });
+    Call call(__func__, key);
+    return call.Gives(value, [&](Television& tv, int& out) {
+        return key == nullptr ? call.InvalidArgument() : tv.features.GetInt(key, out);
+    });
 }
 
 int system_info_get_value_int(int key, int* value)
