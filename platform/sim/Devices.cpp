@@ -29,12 +29,15 @@ void Devices::Knows(const Device& device)
 {
     std::erase_if(m_devices, [&](const Device& known) { return known.address == device.address; });
     m_devices.push_back(device);
+    if (m_strangers.erase(device.address) == 1) {
+        m_devices.back().connected = true;
+    }
 }
 
-Device& Devices::Of(const std::string& address)
+Device* Devices::Known(const std::string& address)
 {
     const auto found = std::ranges::find(m_devices, address, &Device::address);
-    return found != m_devices.end() ? *found : m_devices.emplace_back(Device{.address = address});
+    return found != m_devices.end() ? &*found : nullptr;
 }
 
 const Device* Devices::Find(const std::string& address) const
@@ -63,11 +66,23 @@ void Devices::Unbonds(const std::string& address)
     DestroyBond(address);
 }
 
+void Devices::ForgetsAll()
+{
+    for (const Device& device : Bonded()) {
+        DestroyBond(device.address);
+    }
+}
+
 int Devices::DestroyBond(const std::string& address)
 {
-    if (std::erase_if(m_devices, [&](const Device& known) { return known.address == address; }) == 0) {
+    const Device* device = Find(address);
+    if (device == nullptr) {
         return BT_ERROR_REMOTE_DEVICE_NOT_BONDED;
     }
+    if (device->connected) {
+        m_strangers.insert(address);
+    }
+    std::erase_if(m_devices, [&](const Device& known) { return known.address == address; });
     m_tv.queue.Post([this, text = address]() mutable { onBondDestroyed.Tell(0, text.data()); });
     return BT_ERROR_NONE;
 }
@@ -83,14 +98,21 @@ void Devices::TellConnection(bool connected, const std::string& address, int lin
 void Devices::Connects(const std::string& address, int link)
 {
     m_tv.tape.Note(address + " is connected");
-    Of(address).connected = true;
+    if (Device* device = Known(address)) {
+        device->connected = true;
+    } else {
+        m_strangers.insert(address);
+    }
     TellConnection(true, address, link, 0);
 }
 
 void Devices::Disconnects(const std::string& address, int reason, int link)
 {
     m_tv.tape.Note(address + " is disconnected, reason " + std::to_string(reason));
-    Of(address).connected = false;
+    if (Device* device = Known(address)) {
+        device->connected = false;
+    }
+    m_strangers.erase(address);
     TellConnection(false, address, link, reason);
 }
 
@@ -121,13 +143,13 @@ void Devices::DisconnectsGatt(const std::string& address, int result)
 int Devices::AskRssi(const std::string& address, int link, bt_device_rssi_strength_cb callback, void* userData)
 {
     const Device* device = Find(address);
-    if (device == nullptr) {
+    if (device == nullptr && !m_strangers.contains(address)) {
         return BT_ERROR_REMOTE_DEVICE_NOT_CONNECTED;
     }
     onRssi.Set(callback, userData);
-    if (device->rssi) {
+    if (const std::optional<int> strength = device != nullptr ? device->rssi : Device().rssi) {
         m_tv.queue.Post(
-            [=, this, text = address, rssi = *device->rssi]() mutable { onRssi.Tell(text.data(), link, rssi); });
+            [=, this, text = address, rssi = *strength]() mutable { onRssi.Tell(text.data(), link, rssi); });
     }
     return BT_ERROR_NONE;
 }

@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -66,7 +67,7 @@ public:
     /// The set knows it already: no notice.
     void Knows(const Device& device);
     void Unbonds(const std::string& address);
-    /// The link below all profiles. \p link 0 classic, 1 low energy
+    /// The link below all profiles. A stranger that connects is not bonded by that. \p link 0 classic, 1 low energy
     void Connects(const std::string& address, int link = 0);
     void Disconnects(const std::string& address, int reason = 0, int link = 0);
     void ConnectsHid(const std::string& address, int result = 0);
@@ -97,12 +98,8 @@ public:
     void FreeRecord(bt_device_info_s* record);
     /// Aborts when a record was never freed.
     void CheckRecords() const;
-    void ForgetsAll()
-    {
-        m_devices.clear();
-    }
-    /// The device of this address for a test to change, made known when it isn't.
-    Device& Of(const std::string& address);
+    /// Removes every bond, with a notice of each.
+    void ForgetsAll();
 
     bool listsWithoutUserData = false; ///< listings forget what they were asked with
 
@@ -118,10 +115,12 @@ public:
     Slot<bt_device_rssi_strength_cb> onRssi;
 
 private:
+    Device* Known(const std::string& address);
     void TellConnection(bool connected, const std::string& address, int link, int reason);
 
     Television& m_tv;
     std::list<Device> m_devices;
+    std::set<std::string> m_strangers; // connected, but not bonded
     std::map<bt_device_info_s*, std::unique_ptr<DeviceRecord>> m_records;
     std::map<std::string, int> m_openRequests;
 };

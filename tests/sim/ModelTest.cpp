@@ -45,12 +45,19 @@ TEST(Adapter, ComesUpAfterItsDelayAndTellsOnce)
     EXPECT_THAT(events, ElementsAre("adapter 1 0"));
 }
 
-TEST(Adapter, AResetForgetsAllPairings)
+TEST(Adapter, AResetForgetsAllPairingsAndTellsOfEach)
 {
     sim::Television tv;
+    tv.devices.Knows({.address = kRemote});
     tv.devices.Knows({.address = kSpeaker});
-    bt_adapter_reset();
-    EXPECT_FALSE(tv.devices.IsBonded(kSpeaker));
+    Events events;
+    bt_device_set_bond_destroyed_cb(
+        [](int, char* address, void* list) { static_cast<Events*>(list)->push_back(address); }, &events);
+    EXPECT_EQ(bt_adapter_reset(), BT_ERROR_NONE);
+    EXPECT_THAT(tv.devices.Bonded(), IsEmpty());
+    EXPECT_THAT(events, IsEmpty());
+    support::DrainMainLoop();
+    EXPECT_THAT(events, ElementsAre(kRemote, kSpeaker));
 }
 
 TEST(Adapter, CountsListeningSocketsByTheirUuid)
@@ -81,6 +88,49 @@ TEST(Devices, BondsMayBeRemovedWhileTheyAreListed)
         &seen);
     EXPECT_EQ(seen, 3);
     EXPECT_THAT(tv.devices.Bonded(), IsEmpty());
+}
+
+TEST(Devices, AStrangerThatConnectsIsNotBonded)
+{
+    sim::Television tv;
+    tv.devices.Connects(kSpeaker);
+    unsigned int vendor = 7;
+    unsigned int product = 8;
+    EXPECT_EQ(bt_device_get_remote_vid_pid(kSpeaker, &vendor, &product), BT_ERROR_REMOTE_DEVICE_NOT_BONDED);
+    EXPECT_EQ(vendor, 7U);
+    EXPECT_EQ(product, 8U);
+    EXPECT_THAT(tv.devices.Bonded(), IsEmpty());
+
+    tv.devices.Bonds({.address = kSpeaker});
+    ASSERT_TRUE(tv.devices.IsBonded(kSpeaker));
+    EXPECT_TRUE(tv.devices.Find(kSpeaker)->connected);
+}
+
+TEST(Devices, ABondThatIsGoneDoesNotComeBackWithTheEndOfTheLink)
+{
+    sim::Television tv;
+    tv.devices.Knows({.address = kSpeaker});
+    tv.devices.Connects(kSpeaker);
+    EXPECT_EQ(bt_device_destroy_bond(kSpeaker), BT_ERROR_NONE);
+    tv.devices.Disconnects(kSpeaker);
+    EXPECT_FALSE(tv.devices.IsBonded(kSpeaker));
+    EXPECT_EQ(bt_device_destroy_bond(kSpeaker), BT_ERROR_REMOTE_DEVICE_NOT_BONDED);
+}
+
+TEST(Devices, AStrangersSignalStrengthIsKnownWhileItIsConnected)
+{
+    sim::Television tv;
+    static int answers = 0;
+    const auto count = [](char*, int, int, void*) { ++answers; };
+    EXPECT_EQ(bt_device_get_rssi_strength(kSpeaker, 0xFF, count, nullptr), BT_ERROR_REMOTE_DEVICE_NOT_CONNECTED);
+    tv.devices.Connects(kSpeaker);
+    EXPECT_EQ(bt_device_get_rssi_strength(kSpeaker, 0xFF, count, nullptr), BT_ERROR_NONE);
+    support::DrainMainLoop();
+    EXPECT_EQ(answers, 1);
+    tv.devices.Disconnects(kSpeaker);
+    EXPECT_EQ(bt_device_get_rssi_strength(kSpeaker, 0xFF, count, nullptr), BT_ERROR_REMOTE_DEVICE_NOT_CONNECTED);
+    support::DrainMainLoop();
+    EXPECT_EQ(answers, 1);
 }
 
 TEST(Devices, SignalStrengthComesLaterOrNever)
