@@ -37,6 +37,7 @@ std::string RootFrom(const std::filesystem::path& root)
 
 Television::Television(const std::filesystem::path& root)
     : power(*this),
+      screen(*this),
       adapter(*this),
       devices(*this),
       audio(*this),

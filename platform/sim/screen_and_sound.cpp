@@ -18,7 +18,11 @@ int screen_manager_set_ambient_mode(int mode, int type)
 int screen_manager_set_ambient_lock(int on, int timeout_ms)
 {
     return Call(__func__, on, timeout_ms).Does([=](Television& tv) {
-        tv.screen.ambientLock = on;
+        if (on != 0) {
+            tv.screen.LockAmbient(timeout_ms);
+        } else {
+            tv.screen.UnlockAmbient();
+        }
         return 0;
     });
 }

@@ -9,6 +9,7 @@
 #include <bt_socket.h>
 #include <device_power.h>
 #include <lwipc.h>
+#include <screen_manager.h>
 
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
@@ -214,6 +215,32 @@ TEST(Power, ALockRunsOutAndASecondOneReplacesItsTime)
     clock.Advance(6s);
     EXPECT_FALSE(tv.power.IsLocked(2));
     EXPECT_EQ(device_power_unlock_state(2), -1);
+}
+
+TEST(Screen, TheLowPowerLockRunsOutAndASecondOneReplacesItsTime)
+{
+    sim::VirtualClock clock;
+    sim::Television tv;
+    EXPECT_EQ(screen_manager_set_ambient_lock(1, 60'000), 0);
+    clock.Advance(40s);
+    EXPECT_EQ(screen_manager_set_ambient_lock(1, 60'000), 0);
+    clock.Advance(40s);
+    EXPECT_TRUE(tv.screen.IsAmbientLocked());
+    clock.Advance(21s);
+    EXPECT_FALSE(tv.screen.IsAmbientLocked());
+    EXPECT_EQ(tv.tape.All().back(), "the lock of the low-power picture runs out");
+}
+
+TEST(Screen, ALowPowerLockThatWasGivenFreeDoesNotRunOut)
+{
+    sim::VirtualClock clock;
+    sim::Television tv;
+    screen_manager_set_ambient_lock(1, 60'000);
+    EXPECT_TRUE(tv.screen.IsAmbientLocked());
+    EXPECT_EQ(screen_manager_set_ambient_lock(0, 0), 0);
+    EXPECT_FALSE(tv.screen.IsAmbientLocked());
+    clock.Advance(61s);
+    EXPECT_EQ(tv.tape.All().back(), "screen_manager_set_ambient_lock(0, 0) = 0");
 }
 
 TEST(Power, APowerOffIsToldInItsTwoNotices)
