@@ -2,10 +2,11 @@
 
 #include "Bluetooth/BluetoothEventHandler.h"
 
-#include "Bluetooth/SiblingCalls.h"
 #include "CommonUtil.h"
 #include "DbusClient/DbusClient.h"
+#include "DbusClient/Sibling.h"
 #include "GlibPointers.h"
+#include "Guard.h"
 #include "KernelLog.h"
 #include "KpiRemocon.h"
 #include "LiteDebug.h"
@@ -29,19 +30,13 @@ const char* const kBlank = " ";
 
 void ForwardAdapterState(int result, bt_adapter_state_e state, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL");
     static_cast<CBluetoothEventHandler*>(userData)->onAdapterStateChange(result, state);
 }
 
 void ForwardTvName(keynode_t* /*node*/, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL");
     static_cast<CBluetoothEventHandler*>(userData)->setLocalAdapterName();
 }
 
@@ -59,11 +54,7 @@ void SendRemoteLostKpi()
 
 CBluetoothEventHandler::~CBluetoothEventHandler()
 {
-    // Neither the timer nor a late answer may find a handler that is gone.
     cancelReconnection();
-    if (s_rssiReceiver == this) {
-        s_rssiReceiver = nullptr;
-    }
 }
 
 void CBluetoothEventHandler::Init(std::shared_ptr<CDbusClient> dbusClient,
@@ -145,14 +136,14 @@ void CBluetoothEventHandler::handleAdapterEnable()
 
     std::string address;
     if (isBtWakeUpReasonAndPowerState() && isA2dpPowerOn(address)) {
-        CallAndGoOn(m_dbusClient.get(), kConnectionManager, "A2dpPowerOn",
-                    g_variant_new("(s)", Util::ToValidUtf8(address).c_str()));
+        Call(m_dbusClient.get(), kConnectionManager, "A2dpPowerOn",
+             g_variant_new("(s)", Util::ToValidUtf8(address).c_str()));
     }
 }
 
 void CBluetoothEventHandler::handleAdapterDisable()
 {
-    CallAndGoOn(m_dbusClient.get(), kConnectionManager, "AdapterDisabled", nullptr);
+    Call(m_dbusClient.get(), kConnectionManager, "AdapterDisabled");
     if (m_smartRcHandler) {
         m_smartRcHandler->SetHsmVconf("Reset");
     } else {

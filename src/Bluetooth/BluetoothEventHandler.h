@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Bluetooth/BluetoothEventSubscriber.h"
+#include "Living.h"
 
 #include <bt_adapter.h>
 #include <bt_audio.h>
@@ -86,14 +87,12 @@ private:
     static void OnRssiStrength(char* address, int linkType, int strength, void* userData);
     void cancelReconnection();
 
-    /// Who asked for a signal strength last. Such a question cannot be taken back, and the answer may come when the
-    /// handler that asked is gone.
-    static inline CBluetoothEventHandler* s_rssiReceiver = nullptr;
-
     std::uint32_t m_reconnectionTimer = 0;
     std::unique_ptr<CBluetoothEventSubscriber> m_subscriber;
     std::shared_ptr<CDbusClient> m_dbusClient;
     std::shared_ptr<CSmartRcEventHandler> m_smartRcHandler;
     /// Device address to the kind of its newest connection, until its signal strength is known.
     std::map<std::string, std::string> m_serviceMap;
+    /// The question for a signal strength cannot be taken back, so its answer may come when the handler is gone.
+    Living<CBluetoothEventHandler> m_living{this};
 };

@@ -2,7 +2,7 @@
 
 #include "Bluetooth/BluetoothEventSubscriber.h"
 
-#include "DbusClient/DbusClient.h"
+#include "Guard.h"
 #include "LiteDebug.h"
 #include "SystemConfigUtil.h"
 
@@ -13,13 +13,6 @@
 #include <bt_hid.h>
 
 #include <utility>
-
-CBluetoothEventSubscriber::~CBluetoothEventSubscriber()
-{
-    if (s_listener == this) {
-        s_listener = nullptr;
-    }
-}
 
 void CBluetoothEventSubscriber::init(std::shared_ptr<CDbusClient> dbusClient)
 {
@@ -67,7 +60,6 @@ void CBluetoothEventSubscriber::setGattConnectedCallback(std::function<void(cons
 
 void CBluetoothEventSubscriber::registerConnectionCallbacks()
 {
-    s_listener = this;
     bt_audio_initialize();
 
     LOGI("Register connection request callbacks");
@@ -92,14 +84,8 @@ void CBluetoothEventSubscriber::registerConnectionCallbacks()
         // NOLINTBEGIN(bugprone-lambda-function-name): the log's readers know these lambdas by "operator()".
         bt_audio_set_slc_state_changed_cb(
             [](bool connected, const char* address, void* userData) {
-                if (userData == nullptr) {
-                    LOGE("userData is NULL");
-                    return;
-                }
-                if (address == nullptr) {
-                    LOGE("address is NULL");
-                    return;
-                }
+                RETURN_IF_NULL(userData, "userData is NULL");
+                RETURN_IF_NULL(address, "address is NULL");
                 static_cast<CBluetoothEventSubscriber*>(userData)->OnSlcCtateChanged(connected, address);
             },
             this);
@@ -112,51 +98,30 @@ void CBluetoothEventSubscriber::registerAvrcpCallbacks()
     // NOLINTBEGIN(bugprone-lambda-function-name): as above.
     bt_avrcp_control_initialize(
         [](bool connected, const char* address, void* userData) {
-            if (!isListening(userData)) {
-                LOGE("userData is NULL");
-                return;
-            }
-            if (address == nullptr) {
-                LOGE("address is NULL");
-                return;
-            }
-            static_cast<CBluetoothEventSubscriber*>(userData)->OnAvrcpControlStateChanged(connected, address);
+            auto* subscriber = Living<CBluetoothEventSubscriber>::Find(userData);
+            RETURN_IF_NULL(subscriber, "userData is NULL");
+            RETURN_IF_NULL(address, "address is NULL");
+            subscriber->OnAvrcpControlStateChanged(connected, address);
         },
         this);
     bt_avrcp_target_initialize(
         [](bool connected, const char* address, void* userData) {
-            if (!isListening(userData)) {
-                LOGE("userData is NULL");
-                return;
-            }
-            if (address == nullptr) {
-                LOGE("address is NULL");
-                return;
-            }
-            static_cast<CBluetoothEventSubscriber*>(userData)->OnAvrcpTargetStateChanged(connected, address);
+            auto* subscriber = Living<CBluetoothEventSubscriber>::Find(userData);
+            RETURN_IF_NULL(subscriber, "userData is NULL");
+            RETURN_IF_NULL(address, "address is NULL");
+            subscriber->OnAvrcpTargetStateChanged(connected, address);
         },
         this);
     // A volume that a device states and one that it changes to are the same news to the connection manager.
     const auto onVolume = [](const char* address, unsigned int volume, void* userData) {
-        if (!isListening(userData)) {
-            LOGE("userData is NULL");
-            return;
-        }
-        if (address == nullptr) {
-            LOGE("address is NULL");
-            return;
-        }
-        static_cast<CBluetoothEventSubscriber*>(userData)->OnAvrcpAbsVolumeInterimReceived(
-            address, static_cast<unsigned short>(volume));
+        auto* subscriber = Living<CBluetoothEventSubscriber>::Find(userData);
+        RETURN_IF_NULL(subscriber, "userData is NULL");
+        RETURN_IF_NULL(address, "address is NULL");
+        subscriber->OnAvrcpAbsVolumeInterimReceived(address, static_cast<unsigned short>(volume));
     };
     // NOLINTEND(bugprone-lambda-function-name)
     bt_avrcp_set_interim_volume_notify_cb(onVolume, this);
     bt_avrcp_set_absolute_volume_changed_cb(onVolume, this);
-}
-
-bool CBluetoothEventSubscriber::isListening(const void* userData)
-{
-    return userData != nullptr && userData == s_listener;
 }
 
 void CBluetoothEventSubscriber::unRegisterConnectionCallbacks()

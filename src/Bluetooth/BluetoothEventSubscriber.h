@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Bluetooth/IBluetoothEventSubscriber.h"
+#include "Living.h"
 
 #include <bt_adapter.h>
 
@@ -18,7 +19,6 @@ class CBluetoothEventSubscriber : public IBluetoothEventSubscriber
 {
 public:
     CBluetoothEventSubscriber() = default;
-    ~CBluetoothEventSubscriber() override;
 
     void init(std::shared_ptr<CDbusClient> dbusClient) override;
     void deinit() override;
@@ -73,11 +73,6 @@ public:
 
 private:
     void registerAvrcpCallbacks();
-    /// True for the user data of the subscriber that listens now. The volume and player roles stay open for good, so
-    /// their events may come when their subscriber is gone.
-    static bool isListening(const void* userData);
-
-    static inline CBluetoothEventSubscriber* s_listener = nullptr;
 
     std::shared_ptr<CDbusClient> m_dbusClient;
     std::function<void()> m_authorizationCallback;
@@ -85,4 +80,6 @@ private:
     std::function<void(const std::string&, bt_audio_profile_type_e)> m_audioConnectedCallback;
     std::function<void(const std::string&)> m_hidConnectedCallback;
     std::function<void(const std::string&)> m_gattConnectedCallback;
+    /// The volume and player roles stay open for good, so their events may come when the subscriber is gone.
+    Living<CBluetoothEventSubscriber> m_living{this};
 };

@@ -4,6 +4,7 @@
 
 #include "DlogUtil.h"
 #include "GlibPointers.h"
+#include "Guard.h"
 
 #include <bt_adapter.h>
 #include <bt_audio.h>
@@ -70,18 +71,9 @@ bool IsConnectedAudio(const bt_device_info_s& info)
 
 bool AppendConnectedAudio(bt_device_info_s* info, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return true;
-    }
-    if (info == nullptr) {
-        LOGE("deviceInfo is NULL");
-        return true;
-    }
-    if (info->remote_address == nullptr) {
-        LOGE("deviceInfo->remote_address is NULL");
-        return true;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL", true);
+    RETURN_IF_NULL(info, "deviceInfo is NULL", true);
+    RETURN_IF_NULL(info->remote_address, "deviceInfo->remote_address is NULL", true);
     if (IsConnectedAudio(*info)) {
         LOGI("found connected audio");
         static_cast<std::vector<std::string>*>(userData)->emplace_back(info->remote_address);
@@ -91,18 +83,9 @@ bool AppendConnectedAudio(bt_device_info_s* info, void* userData)
 
 bool AppendConnected(bt_device_info_s* info, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return true;
-    }
-    if (info == nullptr) {
-        LOGE("deviceInfo is NULL");
-        return true;
-    }
-    if (info->remote_address == nullptr) {
-        LOGE("deviceInfo->remote_address is NULL");
-        return true;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL", true);
+    RETURN_IF_NULL(info, "deviceInfo is NULL", true);
+    RETURN_IF_NULL(info->remote_address, "deviceInfo->remote_address is NULL", true);
     if (info->is_connected) {
         LOGI("%s is connected", info->remote_address);
         static_cast<std::vector<std::string>*>(userData)->emplace_back(info->remote_address);
@@ -143,10 +126,7 @@ bool BluetoothUtil::getDeviceName(const std::string& address, std::string& name)
     if (result != BT_ERROR_NONE || !info) {
         return false;
     }
-    if (info->remote_address == nullptr) {
-        LOGE("device_info->remote_address == NULL");
-        return false;
-    }
+    RETURN_IF_NULL(info->remote_address, "device_info->remote_address == NULL", false);
     if (info->remote_name == nullptr) {
         return false;
     }

@@ -3,10 +3,11 @@
 
 #include "Bluetooth/BluetoothEventHandler.h"
 #include "Bluetooth/BluetoothUtil.h"
-#include "Bluetooth/SiblingCalls.h"
 #include "CommonUtil.h"
 #include "DbusClient/DbusClient.h"
+#include "DbusClient/Sibling.h"
 #include "GlibPointers.h"
+#include "Guard.h"
 #include "KpiRemocon.h"
 #include "KpiWireless.h"
 #include "LiteDebug.h"
@@ -50,10 +51,7 @@ bool IsWokenByBluetooth(int reason, power_state_e state)
 
 bool RemoveBond(bt_device_info_s* info, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("UserData is NULL");
-        return true;
-    }
+    RETURN_IF_NULL(userData, "UserData is NULL", true);
     return static_cast<CBluetoothEventHandler*>(userData)->removeBondedDevice(info);
 }
 
@@ -66,11 +64,11 @@ void CBluetoothEventHandler::handleConnectedDevice()
     const bool isHandsFreeConnected = BluetoothUtil::isHfpDeviceConnected(BT_AUDIO_PROFILE_HANDS_FREE, address);
     if (isA2dpConnected) {
         LOGI("a2dp source connected");
-        CallAndGoOn(m_dbusClient.get(), kConnectionManager, "CheckConnectedDevice", nullptr);
+        Call(m_dbusClient.get(), kConnectionManager, "CheckConnectedDevice");
         if (isHandsFreeConnected) {
             LOGI("HFP connected, %s", address.c_str());
-            CallAndWait(m_dbusClient.get(), kHandsFreeAgent, "StartDaemon",
-                        g_variant_new("(s)", Util::ToValidUtf8(address).c_str()), kAgentStartTimeout);
+            Ask(m_dbusClient.get(), kHandsFreeAgent, "StartDaemon",
+                g_variant_new("(s)", Util::ToValidUtf8(address).c_str()), kAgentStartTimeout);
         }
         return;
     }
@@ -99,14 +97,11 @@ void CBluetoothEventHandler::addTimerForLastConnectedBtSpeaker()
 
 int CBluetoothEventHandler::handleLastConnectedSpk(void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return G_SOURCE_REMOVE;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL", G_SOURCE_REMOVE);
     auto* handler = static_cast<CBluetoothEventHandler*>(userData);
     if (!BluetoothUtil::isA2dpDeviceConnected()) {
         Util::VconfUtil::SetVconf(VconfKey::DB_VYREL_LASTSOUNDROUTE, 0);
-        CallAndGoOn(handler->m_dbusClient.get(), kConnectionManager, "LastConnectedBtSpk", nullptr);
+        Call(handler->m_dbusClient.get(), kConnectionManager, "LastConnectedBtSpk");
     }
     handler->m_reconnectionTimer = 0;
     return G_SOURCE_REMOVE;
@@ -159,20 +154,14 @@ void CBluetoothEventHandler::removeAllPairedDeviceToReset()
     Util::VconfUtil::SetVconf(VconfKey::DB_VYREL_RESET, 0);
     LOGE("<Not error> Remove all paired devices");
     bt_adapter_foreach_bonded_device(RemoveBond, this);
-    CallAndGoOn(m_dbusClient.get(), kConnectionManager, "DeleteDatabase", nullptr);
+    Call(m_dbusClient.get(), kConnectionManager, "DeleteDatabase");
     LOGE("<Not error> Remove all paired devices, Done");
 }
 
 bool CBluetoothEventHandler::removeBondedDevice(bt_device_info_s* info)
 {
-    if (info == nullptr) {
-        LOGE("deviceinfo is NULL");
-        return true;
-    }
-    if (info->remote_address == nullptr) {
-        LOGE("deviceinfo->remote_address is NULL");
-        return true;
-    }
+    RETURN_IF_NULL(info, "deviceinfo is NULL", true);
+    RETURN_IF_NULL(info->remote_address, "deviceinfo->remote_address is NULL", true);
     const std::string address(info->remote_address);
     if (!info->is_bonded || address.empty()) {
         return true;
@@ -190,14 +179,8 @@ bool CBluetoothEventHandler::removeBondedDevice(bt_device_info_s* info)
 
 void CBluetoothEventHandler::onDeviceConnectionStateChanged(bool /*connected*/, bt_device_connection_info_s* info)
 {
-    if (info == nullptr) {
-        LOGE("connInfo is NULL");
-        return;
-    }
-    if (info->remote_address == nullptr) {
-        LOGE("remote_Address is NULL");
-        return;
-    }
+    RETURN_IF_NULL(info, "connInfo is NULL");
+    RETURN_IF_NULL(info->remote_address, "remote_Address is NULL");
     if (!m_smartRcHandler) {
         LOGE("no remote handler, the link of %s is dropped", info->remote_address);
         return;
@@ -229,22 +212,16 @@ void CBluetoothEventHandler::onAudioConnected(const std::string& address, bt_aud
 
 void CBluetoothEventHandler::setRssiCallback(const std::string& address)
 {
-    s_rssiReceiver = this;
     const int result = bt_device_get_rssi_strength(address.c_str(), BT_DEVICE_LINK_ANY, OnRssiStrength, this);
     LOGI("ret = %s", Util::CommonUtil::ERR_STR(result));
 }
 
 void CBluetoothEventHandler::OnRssiStrength(char* address, int /*linkType*/, int strength, void* userData)
 {
-    if (userData == nullptr || userData != s_rssiReceiver) {
-        LOGE("userData is NULL");
-        return;
-    }
-    if (address == nullptr) {
-        LOGE("address is NULL");
-        return;
-    }
-    static_cast<CBluetoothEventHandler*>(userData)->sendWirelessBtConnectKpi(address, strength);
+    auto* handler = Living<CBluetoothEventHandler>::Find(userData);
+    RETURN_IF_NULL(handler, "userData is NULL");
+    RETURN_IF_NULL(address, "address is NULL");
+    handler->sendWirelessBtConnectKpi(address, strength);
 }
 
 void CBluetoothEventHandler::sendWirelessBtConnectKpi(const std::string& address, int strength)

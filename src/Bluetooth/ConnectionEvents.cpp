@@ -2,7 +2,8 @@
 
 #include "Bluetooth/BluetoothEventSubscriber.h"
 #include "Bluetooth/BluetoothUtil.h"
-#include "Bluetooth/SiblingCalls.h"
+#include "DbusClient/Sibling.h"
+#include "Guard.h"
 #include "LiteDebug.h"
 #include "Utf8.h"
 
@@ -24,37 +25,25 @@ GVariant* ConnectionBody(bool connected, const std::string& address)
 
 void CBluetoothEventSubscriber::OnBondCreatead(int result, bt_device_info_s* info, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL");
     static_cast<CBluetoothEventSubscriber*>(userData)->HandleBondCreatead(result, info);
 }
 
 void CBluetoothEventSubscriber::OnBondDestroyed(int result, char* address, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL");
     if (result != BT_ERROR_NONE) {
         LOGE("Destroy Bond failed");
         return;
     }
-    if (address == nullptr) {
-        LOGE("address is NULL");
-        return;
-    }
+    RETURN_IF_NULL(address, "address is NULL");
     static_cast<CBluetoothEventSubscriber*>(userData)->HandleBondDestroyed(BT_ERROR_NONE, address);
 }
 
 void CBluetoothEventSubscriber::OnDeviceConnectionStateChanged(bool connected, bt_device_connection_info_s* info,
                                                                void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL");
     LOGI("enter");
     static_cast<CBluetoothEventSubscriber*>(userData)->HandleDeviceConnectionStateChanged(connected, info);
     LOGI("exit");
@@ -63,14 +52,8 @@ void CBluetoothEventSubscriber::OnDeviceConnectionStateChanged(bool connected, b
 void CBluetoothEventSubscriber::OnGattConnectionStateChanged(int /*result*/, bool connected, const char* address,
                                                              void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return;
-    }
-    if (address == nullptr) {
-        LOGE("address is NULL");
-        return;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL");
+    RETURN_IF_NULL(address, "address is NULL");
     LOGI("enter");
     static_cast<CBluetoothEventSubscriber*>(userData)->HandleGattConnectionStateChanged(connected, address);
     LOGI("exit");
@@ -79,14 +62,8 @@ void CBluetoothEventSubscriber::OnGattConnectionStateChanged(int /*result*/, boo
 void CBluetoothEventSubscriber::OnAudioConnectionStateChanged(int result, bool connected, const char* address,
                                                               bt_audio_profile_type_e type, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return;
-    }
-    if (address == nullptr) {
-        LOGE("address is NULL");
-        return;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL");
+    RETURN_IF_NULL(address, "address is NULL");
     static_cast<CBluetoothEventSubscriber*>(userData)->HandleAudioConnecionStateChanged(result, connected, address,
                                                                                         type);
 }
@@ -94,23 +71,14 @@ void CBluetoothEventSubscriber::OnAudioConnectionStateChanged(int result, bool c
 void CBluetoothEventSubscriber::OnHidConnectionStateChanged(int result, bool connected, const char* address,
                                                             void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return;
-    }
-    if (address == nullptr) {
-        LOGE("address is NULL");
-        return;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL");
+    RETURN_IF_NULL(address, "address is NULL");
     static_cast<CBluetoothEventSubscriber*>(userData)->HandleHidConnectionStateChanged(result, connected, address);
 }
 
 void CBluetoothEventSubscriber::OnMaxConnectionReached(int /*result*/, char* /*address*/, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL");
     LOGI("enter");
     LOGI("exit");
 }
@@ -129,19 +97,13 @@ void CBluetoothEventSubscriber::HandleBondCreatead(int /*result*/, bt_device_inf
 
 void CBluetoothEventSubscriber::HandleBondDestroyed(int /*result*/, const std::string& address)
 {
-    CallAndWait(m_dbusClient.get(), kConnectionManager, "BondDestroied", AddressBody(address), kCallTimeout);
+    Ask(m_dbusClient.get(), kConnectionManager, "BondDestroied", AddressBody(address));
 }
 
 void CBluetoothEventSubscriber::HandleDeviceConnectionStateChanged(bool connected, bt_device_connection_info_s* info)
 {
-    if (info == nullptr) {
-        LOGE("connInfo is NULL");
-        return;
-    }
-    if (info->remote_address == nullptr) {
-        LOGE("remote_Address is NULL");
-        return;
-    }
+    RETURN_IF_NULL(info, "connInfo is NULL");
+    RETURN_IF_NULL(info->remote_address, "remote_Address is NULL");
     LOGI("address : %s", info->remote_address);
     if (!m_aclConnectionCallback) {
         LOGE("m_aclConnectionCallback is nullptr");
@@ -162,14 +124,12 @@ void CBluetoothEventSubscriber::HandleAudioConnecionStateChanged(int result, boo
 {
     LOGI("result = %d connected = %d address = %s type = %d", result, connected ? 1 : 0, address.c_str(), type);
     if (result == BT_ERROR_NONE) {
-        CallAndWait(m_dbusClient.get(), kConnectionManager, "AudioConnectionStateChanged",
-                    g_variant_new("(siii)", Util::ToValidUtf8(address).c_str(), type, 0, connected ? 1 : 0),
-                    kCallTimeout);
+        Ask(m_dbusClient.get(), kConnectionManager, "AudioConnectionStateChanged",
+            g_variant_new("(siii)", Util::ToValidUtf8(address).c_str(), type, 0, connected ? 1 : 0));
     }
     // The shift service keeps a list of its own, and hears of failed attempts too.
     if (type == BT_AUDIO_PROFILE_A2DP_SOURCE) {
-        CallAndWait(m_dbusClient.get(), kConnectionShift, "UpdateConnectedDeviceList",
-                    ConnectionBody(connected, address), kCallTimeout);
+        Ask(m_dbusClient.get(), kConnectionShift, "UpdateConnectedDeviceList", ConnectionBody(connected, address));
     }
     if (connected && m_audioConnectedCallback) {
         m_audioConnectedCallback(address, type);
@@ -189,27 +149,25 @@ void CBluetoothEventSubscriber::HandleHidConnectionStateChanged(int result, bool
     if (BluetoothUtil::isSmartRc(address) || BluetoothUtil::isHalvo(address)) {
         return;
     }
-    CallAndWait(m_dbusClient.get(), kConnectionManager, "HidConStateChanged",
-                g_variant_new("(sii)", Util::ToValidUtf8(address).c_str(), result, 1), kCallTimeout);
+    Ask(m_dbusClient.get(), kConnectionManager, "HidConStateChanged",
+        g_variant_new("(sii)", Util::ToValidUtf8(address).c_str(), result, 1));
 }
 
 void CBluetoothEventSubscriber::OnAvrcpControlStateChanged(bool connected, const std::string& address)
 {
-    CallAndWait(m_dbusClient.get(), kConnectionManager, "AvrcpCtConnectionChanged", ConnectionBody(connected, address),
-                kCallTimeout);
+    Ask(m_dbusClient.get(), kConnectionManager, "AvrcpCtConnectionChanged", ConnectionBody(connected, address));
 }
 
 void CBluetoothEventSubscriber::OnAvrcpTargetStateChanged(bool connected, const std::string& address)
 {
-    CallAndWait(m_dbusClient.get(), kConnectionManager, "AvrcpTgConnectionChanged", ConnectionBody(connected, address),
-                kCallTimeout);
+    Ask(m_dbusClient.get(), kConnectionManager, "AvrcpTgConnectionChanged", ConnectionBody(connected, address));
 }
 
 void CBluetoothEventSubscriber::OnAvrcpAbsVolumeInterimReceived(const std::string& address, unsigned short volume)
 {
     const int level = volume;
-    CallAndWait(m_dbusClient.get(), kConnectionManager, "AvrcpInterimReceived",
-                g_variant_new("(si)", Util::ToValidUtf8(address).c_str(), level), kCallTimeout);
+    Ask(m_dbusClient.get(), kConnectionManager, "AvrcpInterimReceived",
+        g_variant_new("(si)", Util::ToValidUtf8(address).c_str(), level));
 }
 
 void CBluetoothEventSubscriber::OnSlcCtateChanged(bool connected, const std::string& address)
@@ -218,5 +176,5 @@ void CBluetoothEventSubscriber::OnSlcCtateChanged(bool connected, const std::str
         return;
     }
     LOGI("send signal to launch hfp agent");
-    CallAndWait(m_dbusClient.get(), kHandsFreeAgent, "StartDaemon", AddressBody(address), kAgentStartTimeout);
+    Ask(m_dbusClient.get(), kHandsFreeAgent, "StartDaemon", AddressBody(address), kAgentStartTimeout);
 }

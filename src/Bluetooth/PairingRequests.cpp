@@ -3,8 +3,9 @@
 
 #include "Bluetooth/BluetoothEventSubscriber.h"
 #include "Bluetooth/BluetoothUtil.h"
-#include "Bluetooth/SiblingCalls.h"
 #include "DbusClient/DbusClient.h"
+#include "DbusClient/Sibling.h"
+#include "Guard.h"
 #include "LiteDebug.h"
 #include "Utf8.h"
 
@@ -13,7 +14,7 @@ namespace {
 bool IsConnectionManagerAlive(CDbusClient* client)
 {
     return client != nullptr && client->IsServiceAlive(kConnectionManager.name, kConnectionManager.path,
-                                                       kConnectionManager.interface, "Hello", kCallTimeout);
+                                                       kConnectionManager.interface, "Hello", kAnswerTimeout);
 }
 
 } // namespace
@@ -21,36 +22,18 @@ bool IsConnectionManagerAlive(CDbusClient* client)
 void CBluetoothEventSubscriber::OnAuthorizationRequest(int result, char* address, char* name,
                                                        bt_profile_service_id_e service, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return;
-    }
-    if (address == nullptr) {
-        LOGE("address is NULL");
-        return;
-    }
-    if (name == nullptr) {
-        LOGE("name is NULL");
-        return;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL");
+    RETURN_IF_NULL(address, "address is NULL");
+    RETURN_IF_NULL(name, "name is NULL");
     static_cast<CBluetoothEventSubscriber*>(userData)->HandleAuthorizationRequest(result, address, name, service);
 }
 
 void CBluetoothEventSubscriber::OnAuthenticaionRequest(int result, bt_authentication_type_info_e type, char* name,
                                                        char* address, char* passKey, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return;
-    }
-    if (address == nullptr) {
-        LOGE("address is NULL");
-        return;
-    }
-    if (name == nullptr) {
-        LOGE("name is NULL");
-        return;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL");
+    RETURN_IF_NULL(address, "address is NULL");
+    RETURN_IF_NULL(name, "name is NULL");
     // Not every way to pair has a key.
     static_cast<CBluetoothEventSubscriber*>(userData)->HandleAuthenticaionRequest(result, type, name, address,
                                                                                   passKey != nullptr ? passKey : "");
@@ -58,18 +41,9 @@ void CBluetoothEventSubscriber::OnAuthenticaionRequest(int result, bt_authentica
 
 void CBluetoothEventSubscriber::OnSspConcentRequest(int result, char* name, char* address, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return;
-    }
-    if (address == nullptr) {
-        LOGE("address is NULL");
-        return;
-    }
-    if (name == nullptr) {
-        LOGE("deviceName is NULL");
-        return;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL");
+    RETURN_IF_NULL(address, "address is NULL");
+    RETURN_IF_NULL(name, "deviceName is NULL");
     static_cast<CBluetoothEventSubscriber*>(userData)->HandleSspConcentRequest(result, name, address);
 }
 
@@ -87,25 +61,21 @@ void CBluetoothEventSubscriber::HandleAuthorizationRequest(int result, const std
         bt_device_reject_authorization(address.c_str(), BT_PROFILE_SERVICE_AUDIO);
         return;
     }
-    CallAndWait(
-        m_dbusClient.get(), kConnectionManager, "AuthorizationRequest",
-        g_variant_new("(ssii)", Util::ToValidUtf8(address).c_str(), Util::ToValidUtf8(name).c_str(), service, result),
-        kCallTimeout);
+    Ask(m_dbusClient.get(), kConnectionManager, "AuthorizationRequest",
+        g_variant_new("(ssii)", Util::ToValidUtf8(address).c_str(), Util::ToValidUtf8(name).c_str(), service, result));
 }
 
 void CBluetoothEventSubscriber::HandleAuthenticaionRequest(int result, bt_authentication_type_info_e type,
                                                            const std::string& name, const std::string& address,
                                                            const std::string& passKey)
 {
-    CallAndWait(m_dbusClient.get(), kConnectionManager, "AuthenticaionRequest",
-                g_variant_new("(sssii)", Util::ToValidUtf8(address).c_str(), Util::ToValidUtf8(name).c_str(),
-                              Util::ToValidUtf8(passKey).c_str(), type, result),
-                kCallTimeout);
+    Ask(m_dbusClient.get(), kConnectionManager, "AuthenticaionRequest",
+        g_variant_new("(sssii)", Util::ToValidUtf8(address).c_str(), Util::ToValidUtf8(name).c_str(),
+                      Util::ToValidUtf8(passKey).c_str(), type, result));
 }
 
 void CBluetoothEventSubscriber::HandleSspConcentRequest(int result, const std::string& name, const std::string& address)
 {
-    CallAndWait(m_dbusClient.get(), kConnectionManager, "SspConcentRequest",
-                g_variant_new("(ssi)", Util::ToValidUtf8(address).c_str(), Util::ToValidUtf8(name).c_str(), result),
-                kCallTimeout);
+    Ask(m_dbusClient.get(), kConnectionManager, "SspConcentRequest",
+        g_variant_new("(ssi)", Util::ToValidUtf8(address).c_str(), Util::ToValidUtf8(name).c_str(), result));
 }

@@ -168,5 +168,5 @@ void CDbusClient::SendToTouchIrMonitor(const std::string& command)
         LOGE("%s command but irmonitor is not running", command.c_str());
         return;
     }
-    SendDbusMethod(kTouchIrMonitor.name, kTouchIrMonitor.path, kTouchIrMonitor.interface, command, nullptr);
+    Call(this, kTouchIrMonitor, command);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Living.h"
+
 #include <gio/gio.h>
 
 #include <cstdint>
@@ -78,26 +80,10 @@ public:
     static void HalvoUpdateCb(GObject* source, GAsyncResult* result, gpointer userData);
 
 private:
-    /// A client as long as it lives. An answer brings the client's bare address back, so it is looked up before use.
-    class Presence
-    {
-    public:
-        explicit Presence(CDbusClient* client);
-        ~Presence();
-        Presence(const Presence&) = delete;
-        Presence& operator=(const Presence&) = delete;
-
-        /// \param client may be null or gone
-        /// \return null for a client that does not live
-        static CDbusClient* Find(void* client);
-
-    private:
-        CDbusClient* m_client;
-    };
-
     GDBusConnection* m_connection;
     std::uint32_t m_ownerId;
     bool m_flag;
     std::function<void(int)> m_easyPairingCallback;
-    Presence m_presence{this};
+    /// Answers of the update manager and signals may come when the client is gone.
+    Living<CDbusClient> m_living{this};
 };

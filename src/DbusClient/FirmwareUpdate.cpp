@@ -6,10 +6,6 @@
 #include "LiteDebug.h"
 #include "TvStatusUtil.h"
 
-#include <algorithm>
-#include <optional>
-#include <vector>
-
 namespace {
 
 constexpr gint kWithoutLimit = G_MAXINT;
@@ -17,14 +13,6 @@ constexpr gint kWithoutLimit = G_MAXINT;
 constexpr int kNoResult = -1;
 constexpr int kGoOn = 1;
 constexpr int kGoOnAlso = 8; // from the smart remote's update only
-
-using LiveClients = std::vector<const void*>;
-
-LiveClients& AllLiveClients()
-{
-    static LiveClients clients;
-    return clients;
-}
 
 /// Sends one request; its handler is called once, later.
 /// \return false when there is no bus: then no handler is called
@@ -70,31 +58,15 @@ int ResultOf(GDBusMessage* reply)
     return result;
 }
 
+/// Lets the manager go, if there is still somebody to do so.
 void SendExit(CDbusClient* client)
 {
     if (client != nullptr) {
-        client->SendDbusMethod(kUpdateManager.name, kUpdateManager.path, kUpdateManager.interface, "EXIT", nullptr);
+        Call(client, kUpdateManager, "EXIT");
     }
 }
 
 } // namespace
-
-CDbusClient::Presence::Presence(CDbusClient* client) : m_client(client)
-{
-    AllLiveClients().push_back(client);
-}
-
-CDbusClient::Presence::~Presence()
-{
-    std::erase(AllLiveClients(), m_client);
-}
-
-CDbusClient* CDbusClient::Presence::Find(void* client)
-{
-    const LiveClients& clients = AllLiveClients();
-    const bool isAlive = std::find(clients.begin(), clients.end(), client) != clients.end();
-    return isAlive ? static_cast<CDbusClient*>(client) : nullptr;
-}
 
 void CDbusClient::RequestBTChipUpdate()
 {
@@ -123,7 +95,7 @@ void CDbusClient::ChipUpdateCb(GObject* source, GAsyncResult* result, gpointer u
     }
     const int code = ResultOf(reply.get());
     LOGI("Result(%d)", code);
-    CDbusClient* client = Presence::Find(userData);
+    CDbusClient* client = Living<CDbusClient>::Find(userData);
     if (client != nullptr && code == kGoOn) {
         client->RequestSmartRcFWUpdate();
         return;
@@ -143,7 +115,7 @@ void CDbusClient::SmartRcUpdateCb(GObject* source, GAsyncResult* result, gpointe
     }
     const int code = ResultOf(reply.get());
     LOGI("Result(%d)", code);
-    CDbusClient* client = Presence::Find(userData);
+    CDbusClient* client = Living<CDbusClient>::Find(userData);
     if (client != nullptr && (code == kGoOn || code == kGoOnAlso)) {
         client->RequestHalvoFWUpdate();
         return;
@@ -157,7 +129,7 @@ void CDbusClient::HalvoUpdateCb(GObject* source, GAsyncResult* result, gpointer 
     LOGI("On HalvoUpdateCb");
     const Util::MessagePtr reply = Finish(source, result);
     // The last step, so the manager may go whatever came of it.
-    SendExit(Presence::Find(userData));
+    SendExit(Living<CDbusClient>::Find(userData));
     if (reply) {
         LOGI("Result(%d)", ResultOf(reply.get()));
     } else {

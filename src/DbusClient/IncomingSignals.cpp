@@ -1,6 +1,7 @@
 // Signals that the service listens to: the key router's combinations, and easy pairing.
 
 #include "DbusClient/DbusClient.h"
+#include "Guard.h"
 #include "LiteDebug.h"
 
 #include <bt_adapter.h>
@@ -35,22 +36,18 @@ int ReadInt(GVariant* parameters)
 void ForwardKeyCombination(GDBusConnection* connection, const gchar*, const gchar*, const gchar*,
                            const gchar* signalName, GVariant* parameters, gpointer userData)
 {
-    if (userData == nullptr) {
-        LOGE("user_data is nullptr");
-        return;
-    }
-    static_cast<CDbusClient*>(userData)->OnSiganl(connection, signalName, parameters);
+    auto* client = Living<CDbusClient>::Find(userData);
+    RETURN_IF_NULL(client, "user_data is nullptr");
+    client->OnSiganl(connection, signalName, parameters);
 }
 
 void ForwardEasyPairing(GDBusConnection* connection, const gchar*, const gchar*, const gchar*, const gchar* signalName,
                         GVariant* parameters, gpointer userData)
 {
-    if (userData == nullptr) {
-        LOGE("user_data is nullptr");
-        return;
-    }
+    auto* client = Living<CDbusClient>::Find(userData);
+    RETURN_IF_NULL(client, "user_data is nullptr");
     LOGI("signal callback called");
-    static_cast<CDbusClient*>(userData)->OnEasyPairingSiganl(connection, signalName, parameters);
+    client->OnEasyPairingSiganl(connection, signalName, parameters);
 }
 
 } // namespace
@@ -111,10 +108,7 @@ void CDbusClient::AddEasyPairingSignalHandler(std::function<void(int)> callback)
 
 void CDbusClient::OnEasyPairingSiganl(GDBusConnection*, const gchar*, GVariant* parameters)
 {
-    if (parameters == nullptr) {
-        LOGE("parameters is nullptr");
-        return;
-    }
+    RETURN_IF_NULL(parameters, "parameters is nullptr");
     if (!m_easyPairingCallback) {
         LOGE("callback is nullptr");
         return;

@@ -139,6 +139,32 @@ TEST_F(KeyCombination, ASignalWithoutANameIsAnErrorThatStaysInside)
     EXPECT_THAT(m_tv.tape.Actions(), IsEmpty());
 }
 
+TEST_F(KeyCombination, ASignalForAClientThatIsGoneIsLoggedAndDropped)
+{
+    m_client.reset();
+    Arrives(g_variant_new("(i)", 51));
+    EXPECT_THAT(m_tv.tape.Actions(), IsEmpty());
+    EXPECT_THAT(m_tv.tape.Messages(true), ElementsAre("E user_data is nullptr"));
+}
+
+TEST_F(KeyCombination, IsServedOnceForEachClientThatLives)
+{
+    const auto second = std::make_shared<CDbusClient>();
+    second->AddSignalHandler();
+    Settle();
+    m_tv.tape.Clear();
+    Arrives(g_variant_new("(i)", 50));
+    EXPECT_THAT(m_tv.tape.MessagesFrom("OnSiganl"),
+                ElementsAre("I KEY_COMBINATION recieved", "I KEY_COMBINATION recieved"));
+
+    m_client.reset();
+    m_tv.tape.Clear();
+    Arrives(g_variant_new("(i)", 50));
+    EXPECT_THAT(m_tv.tape.Messages(true),
+                ElementsAre("E user_data is nullptr", "I KEY_COMBINATION recieved", "I KeyCombination : 50",
+                            "I KEY_COMBINATION Signal NOT for VYREL"));
+}
+
 class EasyPairing : public Incoming
 {
 protected:
@@ -208,6 +234,15 @@ TEST_F(EasyPairing, WithoutParametersNothingIsRead)
     m_client->OnEasyPairingSiganl(nullptr, "Any", nullptr);
     EXPECT_THAT(m_values, IsEmpty());
     EXPECT_THAT(m_tv.tape.Messages(true), ElementsAre("E parameters is nullptr"));
+}
+
+TEST_F(EasyPairing, ASignalForAClientThatIsGoneIsLoggedAndDropped)
+{
+    Listens();
+    m_client.reset();
+    Arrives(g_variant_new("(i)", 5));
+    EXPECT_THAT(m_values, IsEmpty());
+    EXPECT_THAT(m_tv.tape.Messages(true), ElementsAre("E user_data is nullptr"));
 }
 
 TEST_F(EasyPairing, AnExceptionOfTheHandlerStaysInside)
