@@ -252,7 +252,7 @@ TEST(DescriptionTest, EveryMemberAndArgumentIsDescribedInWords)
         g_dbus_node_info_unref(node);
         ++files;
     }
-    EXPECT_EQ(files, 6);
+    EXPECT_EQ(files, 8);
 }
 
 } // namespace
