@@ -17,6 +17,7 @@
 
 #include <bt_error.h>
 #include <bt_product.h>
+#include <vconf.h>
 
 #include <utility>
 
@@ -24,6 +25,8 @@ namespace {
 
 constexpr power_state_e kBackgroundStandby = 2;
 constexpr power_state_e kLowPowerMode = 4;
+
+constexpr const char* kTvNameKey = "db/menu/network/devicename/tv_name";
 
 // A string setting that says nothing holds one blank.
 const char* const kBlank = " ";
@@ -196,12 +199,12 @@ void CBluetoothEventHandler::initVconfKeys()
 
 void CBluetoothEventHandler::initVconfCallbacks()
 {
-    Util::VconfUtil::AddVconfChangedCb(VconfKey::DB_MENU_NETWORK_DEVICENAME_TV_NAME, ForwardTvName, this);
+    vconf_notify_key_changed(kTvNameKey, ForwardTvName, this);
 }
 
 void CBluetoothEventHandler::deinitVconfCallbacks()
 {
-    Util::VconfUtil::RemoveVconfChangedCb(VconfKey::DB_MENU_NETWORK_DEVICENAME_TV_NAME, ForwardTvName);
+    vconf_ignore_key_changed(kTvNameKey, ForwardTvName);
 }
 
 void CBluetoothEventHandler::initBluetoothEventSubscriber()

@@ -489,6 +489,7 @@ TEST_F(Adapter, WatchesTheNameOfTheSetByItsKey)
                 ElementsAre(HasSubstr("vconf_notify_key_changed(\"db/menu/network/devicename/tv_name\"")));
     EXPECT_THAT(Calls("vconf_ignore_key_changed"),
                 ElementsAre(HasSubstr("vconf_ignore_key_changed(\"db/menu/network/devicename/tv_name\"")));
+    EXPECT_THAT(tv.tape.Messages(true), Not(Contains(HasSubstr("vconf key callback")))) << "a watch is not logged";
 }
 
 TEST_F(Adapter, ANameThatFailsIsNotLookedAt)
