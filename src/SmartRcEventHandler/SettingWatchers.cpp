@@ -18,6 +18,16 @@ constexpr int kFactoryModeOn = 1;
 constexpr int kServiceResetStarted = 0;
 constexpr unsigned int kUseModeDelaySeconds = 5;
 
+/// Whether this value was written. A missing node holds none, least of all the 0 that starts a service reset.
+bool Holds(keynode_t* keyNode, int value)
+{
+    if (keyNode == nullptr) {
+        LOGE("keyNode is null");
+        return false;
+    }
+    return vconf_keynode_get_int(keyNode) == value;
+}
+
 /// The handler that a watch was registered with, null if there is none.
 CSmartRcEventHandler* HandlerOf(void* userData)
 {
@@ -51,7 +61,7 @@ void OnDuid(keynode_t* keyNode, void* userData)
 void OnFactoryMode(keynode_t* keyNode, void* userData)
 {
     CSmartRcEventHandler* handler = HandlerOf(userData);
-    if (handler != nullptr && vconf_keynode_get_int(keyNode) == kFactoryModeOn) {
+    if (handler != nullptr && Holds(keyNode, kFactoryModeOn)) {
         handler->OnFactoryLaunched(keyNode);
     }
 }
@@ -59,7 +69,7 @@ void OnFactoryMode(keynode_t* keyNode, void* userData)
 void OnReset(keynode_t* keyNode, void* userData)
 {
     CSmartRcEventHandler* handler = HandlerOf(userData);
-    if (handler != nullptr && vconf_keynode_get_int(keyNode) == kServiceResetStarted) {
+    if (handler != nullptr && Holds(keyNode, kServiceResetStarted)) {
         handler->OnServiceReset(keyNode);
     }
 }

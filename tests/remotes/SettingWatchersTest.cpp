@@ -3,11 +3,34 @@
 #include "remotes/RemotesTest.h"
 
 #include <bt_error.h>
+#include <vconf.h>
+
+#include <map>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 using namespace std::chrono_literals;
+
+// The watches pass through here on their way to the platform, so that a test can call them as the platform would.
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker makes these names.
+extern "C" {
+int __real_vconf_notify_key_changed(const char* key, vconf_callback_fn callback, void* userData);
+int __wrap_vconf_notify_key_changed(const char* key, vconf_callback_fn callback, void* userData);
+}
+
+namespace {
+
+std::map<std::string, vconf_callback_fn> watches;
+
+} // namespace
+
+int __wrap_vconf_notify_key_changed(const char* key, vconf_callback_fn callback, void* userData)
+{
+    watches[key] = callback;
+    return __real_vconf_notify_key_changed(key, callback, userData);
+}
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 
@@ -161,6 +184,18 @@ TEST_F(SettingWatchersTest, TheServiceResetSetsNoLatencyWithZeroOnly)
     Writes(kServiceReset, 0);
     EXPECT_THAT(Deeds("bt_hid_set"), ElementsAre(NoLatency(kRemote), NoLatency(kWheel)));
     EXPECT_THAT(Said("OnServiceReset"), ElementsAre("I service reset case"));
+}
+
+TEST_F(SettingWatchersTest, AMissingNodeIsNeitherTheFactoryModeNorAServiceReset)
+{
+    StartsWith(true, false);
+    tv.Fails("vconf_keynode_get_int", 1); // what a platform makes of a missing node is its own affair
+    watches.at(kFactoryMode)(nullptr, remotes.get());
+    tv.Fails("vconf_keynode_get_int", 0);
+    watches.at(kServiceReset)(nullptr, remotes.get());
+
+    EXPECT_THAT(tv.tape.Messages(), ElementsAre("E keyNode is null", "E keyNode is null"));
+    EXPECT_THAT(tv.tape.Calls(), IsEmpty());
 }
 
 TEST_F(SettingWatchersTest, EveryWriteIsHeardOnce)
