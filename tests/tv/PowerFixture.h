@@ -47,28 +47,19 @@ protected:
     /// Timers lose their numbers.
     [[nodiscard]] std::vector<std::string> Deeds() const
     {
-        std::vector<std::string> deeds;
-        for (const sim::Entry& entry : tv.tape.Entries()) {
-            const bool isDeed = entry.kind == sim::Kind::Call
-                                    ? !entry.query
-                                    : entry.kind != sim::Kind::Log && entry.kind != sim::Kind::Note;
-            if (isDeed) {
-                deeds.push_back(WithoutTimerNumber(entry));
-            }
-        }
-        return deeds;
+        return Story({}, true);
     }
 
     /// Log lines of these functions, with their priority, in order.
     [[nodiscard]] std::vector<std::string> LogOf(const std::vector<std::string>& functions) const
     {
-        std::vector<std::string> lines;
-        for (const sim::Entry& entry : tv.tape.Entries()) {
-            if (entry.kind == sim::Kind::Log && std::ranges::find(functions, entry.function) != functions.end()) {
-                lines.push_back(std::string(1, sim::PriorityLetter(entry.priority)) + " " + entry.message);
-            }
-        }
-        return lines;
+        return Story(functions, false);
+    }
+
+    /// What the service did and what these functions logged about it, in one order.
+    [[nodiscard]] std::vector<std::string> DeedsAndLogOf(const std::vector<std::string>& functions) const
+    {
+        return Story(functions, true);
     }
 
     /// Both remotes connect, and what that brings about is forgotten.
@@ -110,6 +101,21 @@ protected:
     std::unique_ptr<CTvStatusEventHandler> handler = std::make_unique<CTvStatusEventHandler>();
 
 private:
+    [[nodiscard]] std::vector<std::string> Story(const std::vector<std::string>& functions, bool withDeeds) const
+    {
+        std::vector<std::string> story;
+        for (const sim::Entry& entry : tv.tape.Entries()) {
+            if (entry.kind == sim::Kind::Log) {
+                if (std::ranges::find(functions, entry.function) != functions.end()) {
+                    story.push_back(std::string(1, sim::PriorityLetter(entry.priority)) + " " + entry.message);
+                }
+            } else if (withDeeds && !entry.query && entry.kind != sim::Kind::Note) {
+                story.push_back(WithoutTimerNumber(entry));
+            }
+        }
+        return story;
+    }
+
     static std::string WithoutTimerNumber(const sim::Entry& entry)
     {
         if (entry.kind != sim::Kind::Timer) {

@@ -77,6 +77,31 @@ TEST_F(PowerOffNotice, AFullPowerOffHoldsStandbyAndStartsTheUpdates)
                            "I normal power off case, proceed bt update", "E <Not error> exit OnPowerStandbyCb"));
 }
 
+TEST_F(PowerOffNotice, AFullPowerOffIsLoggedBeforeStandbyIsHeld)
+{
+    support::UpdateManager manager;
+    manager.Stalls("CHIP");
+    AnnounceStandby(kSuspendOff);
+
+    EXPECT_THAT(DeedsAndLogOf({"OnPowerStandbyCb"}),
+                ElementsAre("E <Not error> enter OnPowerStandbyCb",
+                            "I Poweroff option(suspend off = 1, ignoreLock = 0)",
+                            "I normal power off case, proceed bt update", kStandbyLock, kChipRequest,
+                            "E <Not error> exit OnPowerStandbyCb"));
+}
+
+TEST_F(PowerOffNotice, AResetIsLoggedBeforeItIsWrittenDown)
+{
+    AnnounceStandby(13);
+
+    EXPECT_THAT(
+        DeedsAndLogOf({"OnPowerStandbyCb", "ResetRotator"}),
+        ElementsAre("E <Not error> enter OnPowerStandbyCb", "I Poweroff option(suspend off = 0, ignoreLock = 0)",
+                    "E <Not error> Reset : 13", R"(vconf_set_int_async("db/vyrel/reset", 1) = 0)",
+                    R"(vconf_set_int_async("db/com.quorix.tv.bt-mdemanager/btinfosync/factory_reset_flag", 1) = 0)",
+                    "I Not Support rotator so do not send reset command", "E <Not error> exit OnPowerStandbyCb"));
+}
+
 TEST_F(PowerOffNotice, EveryCombinationOfOptionBitsIsAnUpdateAResetOrNeither)
 {
     for (const int low : {0, 1, 12, 13, 14, 15}) {
@@ -308,6 +333,32 @@ TEST_F(PowerOffNotice, AResetIsDoneBetweenItsTwoLines)
     }
 }
 
+TEST_F(PowerOffNotice, EachPowerOffIsLoggedInTheOrderOfItsSteps)
+{
+    PowerOff(0);
+    EXPECT_THAT(DeedsAndLogOf({"OnPowerOffEvent"}),
+                ElementsAre("E <Not error> enter OnPowerOffEvent", kHide,
+                            "I Set adapter visibility BT_ADAPTER_VISIBILITY_MODE_NON_DISCOVERABLE",
+                            "E <Not error> exit OnPowerOffEvent"));
+    PowerOff(kSuspendOff);
+    EXPECT_THAT(DeedsAndLogOf({"OnPowerOffEvent"}),
+                ElementsAre("E <Not error> enter OnPowerOffEvent", "bt_adapter_set_connectable(false) = 0",
+                            "I Set bt adapter connectable false", "E <Not error> exit OnPowerOffEvent"));
+    PowerOff(13);
+    EXPECT_THAT(DeedsAndLogOf({"OnPowerOffEvent"}),
+                ElementsAre("E <Not error> enter OnPowerOffEvent", "E <Not Error> : Reset start, OnPowerOffEvent",
+                            "bt_adapter_reset() = 0", "sleep 1500 ms", "E <Not Error> : Reset done, OnPowerOffEvent",
+                            "E <Not error> exit OnPowerOffEvent"));
+    tv.adapter.state = BT_ADAPTER_DISABLED;
+    PowerOff(kSuspendOff);
+    EXPECT_THAT(DeedsAndLogOf({"OnPowerOffEvent"}),
+                ElementsAre("E <Not error> enter OnPowerOffEvent",
+                            "E adapter is not enabled in power off event, set cold boot vconf",
+                            "[VYREL][OnPowerOffEvent]in standby, need reboot for recovery",
+                            R"(vconf_set_str("memory/boot/cold_poweroff_request_pkg", "org.vantor.vyrel") = 0)",
+                            "E <Not error> exit OnPowerOffEvent"));
+}
+
 // --- The last step of a power-off ---
 
 TEST_F(PowerOffNotice, TheLastStepTurnsHeadlessModeOn)
@@ -321,6 +372,16 @@ TEST_F(PowerOffNotice, TheLastStepTurnsHeadlessModeOn)
                                        "I After Set adapter headless true", "E <Not error> exit OnPostPowerOffEvent"));
         EXPECT_TRUE(tv.adapter.headless);
     }
+}
+
+TEST_F(PowerOffNotice, TheLastStepIsLoggedBeforeAndAfterHeadlessMode)
+{
+    PostPowerOff(0);
+
+    EXPECT_THAT(DeedsAndLogOf({"OnPostPowerOffEvent"}),
+                ElementsAre("E <Not error> enter OnPostPowerOffEvent", "I Before Set adapter headless true",
+                            kHeadlessOn, "I After Set adapter headless true",
+                            "E <Not error> exit OnPostPowerOffEvent"));
 }
 
 TEST_F(PowerOffNotice, TheLastStepOfAResetLeavesHeadlessModeAlone)
@@ -407,6 +468,23 @@ TEST_F(PowerOffNotice, LeavingTheLowPowerPictureWithTheAdapterOffRestartsTheSet)
     EXPECT_THAT(Log(), ElementsAre("E <Not Error> OnAmbientPowerOff",
                                    "E adapter is not enabled in ambient off event, call device_power_request_reboot",
                                    "E <Not error> exit OnAmbientPowerOff"));
+}
+
+TEST_F(PowerOffNotice, LeavingTheLowPowerPictureIsLoggedInTheOrderOfItsSteps)
+{
+    AmbientPowerOff();
+    EXPECT_THAT(DeedsAndLogOf({"OnAmbientPowerOff"}),
+                ElementsAre("E <Not Error> OnAmbientPowerOff", kHeadlessOn,
+                            "E <Not Error> Exit m_AmbientPowerOffCb, result of bt_adapter_set_headless_mode(true) : "
+                            "0, retry count : 0"));
+
+    tv.adapter.state = BT_ADAPTER_DISABLED;
+    AmbientPowerOff();
+    EXPECT_THAT(DeedsAndLogOf({"OnAmbientPowerOff"}),
+                ElementsAre("E <Not Error> OnAmbientPowerOff",
+                            "E adapter is not enabled in ambient off event, call device_power_request_reboot",
+                            "[VYREL][OnAmbientPowerOff]in lpm, need reboot for recovery",
+                            "device_power_request_reboot(34) = 0", "E <Not error> exit OnAmbientPowerOff"));
 }
 
 TEST_F(PowerOffNotice, LeavingTheLowPowerPictureDoesNotRestartTheSetTwice)

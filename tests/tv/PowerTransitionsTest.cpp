@@ -312,6 +312,42 @@ TEST_F(PowerTransitions, SuspendWithoutTheLowPowerPictureOrFromAnotherStateIsOnl
     EXPECT_THAT(LogOf({"GoToLowPowerAmbientMode"}), IsEmpty());
 }
 
+TEST_F(PowerTransitions, EachTransitionIsLoggedInTheOrderOfItsSteps)
+{
+    const std::vector<std::string> handlers = {"HandlePowerStateChanged", "GoToNormalPowerState",
+                                               "GoToStandbyPowerState", "GoToLowPowerAmbientMode"};
+    tv.settings.Writes(kRouteKey, 3);
+    tv.tape.Clear();
+    Changes(1, 0);
+    EXPECT_THAT(DeedsAndLogOf(handlers),
+                ElementsAre("I power state is changed from 1 to 0", "bt_adapter_set_visibility(1, 0) = 0",
+                            "I Set adapter visibility to BT_ADAPTER_VISIBILITY_MODE_GENERAL_DISCOVERABLE",
+                            "timer removed", "timer: 3600000 ms", StoreAmbient(0), "timer: 10000 ms",
+                            "I last Soundoutput is bt spk timer added", StateSignal(1, 0)));
+    tv.tape.Clear();
+    Changes(0, 2);
+    EXPECT_THAT(DeedsAndLogOf(handlers),
+                ElementsAre("I power state is changed from 0 to 2", StoreAmbient(0), kHide,
+                            "I Set adapter visibility BT_ADAPTER_VISIBILITY_MODE_NON_DISCOVERABLE",
+                            "signal com.quorix.tv.bt.connectionmanager StandbyPowerStatefromNormal", "timer removed",
+                            StateSignal(0, 2)));
+    tv.tape.Clear();
+    Changes(4, 2);
+    EXPECT_THAT(DeedsAndLogOf(handlers),
+                ElementsAre("I power state is changed from 4 to 2",
+                            "E <NOT ERROR> power state form suspend(except LPM). Lock standby power state for 60sec "
+                            "to wait for bt hw ready",
+                            "[VYREL][GoToStandbyPowerState]request standby lock",
+                            "device_power_lock_state(2, 60000) = 0", StateSignal(4, 2)));
+    tv.tape.Clear();
+    Changes(4, 4, 3, 2);
+    EXPECT_THAT(DeedsAndLogOf(handlers),
+                ElementsAre("I power state is changed from 4 to 4", "I previous ambient mode : 3",
+                            "[VYREL][GoToLowPowerAmbientMode]request lpm lock",
+                            "screen_manager_set_ambient_lock(1, 60000) = 0", "bt_adapter_set_headless_mode(false) = 0",
+                            "I set adapter headless false", StateSignal(4, 4, 3, 2)));
+}
+
 TEST_F(PowerTransitions, AStateThatNobodyKnowsIsOnlyTold)
 {
     for (const int state : {-1, 5, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
