@@ -154,4 +154,13 @@ enum Id : int
 
 inline constexpr int kCount = 144;
 
+// Settings that are addressed by their key, past the registry and its log lines.
+
+/// How often the connection manager has shown its hint at the grip sensor; it counts, the service sets it back to 0.
+inline constexpr const char* kGripPopupCount = "memory/vyrel/count_display_grip_sensor_popup";
+/// The key of DB_LOW_POWER_SUPPORT_BT_DISABLE.
+inline constexpr const char* kBtDisable = "db/low-power-support/bt-disable";
+/// The key of DB_MENU_NETWORK_DEVICENAME_TV_NAME.
+inline constexpr const char* kTvName = "db/menu/network/devicename/tv_name";
+
 } // namespace VconfKey

@@ -27,9 +27,15 @@ enum
     BT_DEVICE_LINK_ANY = 0xFF
 };
 
+/* Major device classes; other ones exist. */
+enum
+{
+    BT_MAJOR_DEVICE_CLASS_AUDIO_VIDEO = 4
+};
+
 typedef struct
 {
-    unsigned int major_device_class; /* 4 = audio/video */
+    unsigned int major_device_class; /* BT_MAJOR_DEVICE_CLASS_... */
     unsigned int minor_device_class; /* class of device AND 0xFC, not shifted: 0, 4, 8, ... */
 } bt_class_s;
 

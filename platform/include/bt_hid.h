@@ -13,6 +13,31 @@
 extern "C" {
 #endif
 
+/* How the television's own accessories name themselves in bt_device_get_remote_vid_pid. */
+enum
+{
+    BT_HID_ACCESSORY_VENDOR_ID = 0x04E8,
+    BT_HID_SMART_RC_PRODUCT_ID = 0x2075,
+    BT_HID_HALVO_SWITCH_PRODUCT_ID = 0x2084
+};
+
+/* Commands of one byte to the smart remote and the wheel. */
+enum
+{
+    BT_HID_COMMAND_RESET = 0x05,
+    BT_HID_COMMAND_SHOP_MODE_ON = 0x06,
+    BT_HID_COMMAND_SHOP_MODE_OFF = 0x07,
+    BT_HID_COMMAND_GRIP_SENSOR_ON = 0x30,
+    BT_HID_COMMAND_GRIP_SENSOR_OFF = 0x31
+};
+
+/* The command to the rotating stand that resets it, and its argument. */
+enum
+{
+    BT_HID_ROTATOR_COMMAND_RESET = 16,
+    BT_HID_ROTATOR_RESET_ARGUMENT = 255
+};
+
 typedef enum
 {
     BT_SC_GRIP_SENSOR_NOT_AVAILABLE = -1,
@@ -101,8 +126,8 @@ int bt_hid_get_halvo_switch_battery_status(unsigned char* status);
 /* The grip sensor's state. On failure *state keeps what it held. */
 int bt_hid_get_smart_rc_grip_sensor_state(bt_hid_sc_grip_sensor_state_e* state);
 
-/* Sends a one-byte command to an accessory of the given model: 0x05 reset, 0x06 and 0x07 shop mode on and off,
- * 0x30 and 0x31 grip sensor on and off. Success says that it went out, not that the accessory obeyed. */
+/* Sends a command (BT_HID_COMMAND_...) to an accessory of the given model. Success says that it went out, not that the
+ * accessory obeyed. */
 int bt_hid_send_device_command(const char* address, unsigned char device_type, unsigned char command);
 
 /* Sends length bytes to an accessory as they are. The bytes are copied. */
@@ -112,7 +137,7 @@ int bt_hid_send_rc_command(const char* address, const unsigned char* data, int l
  * way: it may be sent again later. */
 int bt_hid_send_duid(const char* address, const char* duid);
 
-/* Sends a command and its argument, 0 to 255 each, to the rotating stand; 16 with 255 resets it. */
+/* Sends a command (BT_HID_ROTATOR_COMMAND_...) and its argument, 0 to 255 each, to the rotating stand. */
 int bt_hid_send_rotator_bt_command(int command, int argument);
 
 /* Switches the smart remote's no-latency mode. BT_ERROR_ALREADY_DONE, as good as success, when it is so already. */

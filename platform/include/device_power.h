@@ -16,7 +16,31 @@ enum
     DEVICE_POWER_STATE_PICTURE_OFF = 1,
     DEVICE_POWER_STATE_STANDBY = 2,
     DEVICE_POWER_STATE_OFF = 3,
-    DEVICE_POWER_STATE_SUSPEND = 4 /* also the low-power mode, in which the ambient picture may run */
+    DEVICE_POWER_STATE_SUSPEND = 4,
+    DEVICE_POWER_STATE_LOW_POWER = DEVICE_POWER_STATE_SUSPEND /* in which the ambient picture may run */
+};
+
+/* Why the television woke up; other reasons exist. */
+enum
+{
+    DEVICE_POWER_WAKEUP_STANDBY_REBOOT = 50, /* restart out of standby */
+    DEVICE_POWER_WAKEUP_BLUETOOTH = 94,
+    DEVICE_POWER_WAKEUP_BLUETOOTH_IN_STANDBY = 95
+};
+
+/* What is shown while nobody watches. */
+enum
+{
+    DEVICE_POWER_AMBIENT_MODE_NONE = 0,
+    DEVICE_POWER_AMBIENT_MODE_ART = 1,
+    DEVICE_POWER_AMBIENT_MODE_LOW_POWER = 2, /* the picture of the low-power mode */
+    DEVICE_POWER_AMBIENT_MODE_SUSPEND = 3    /* on the way to suspend */
+};
+
+/* The kind of that picture, a bit mask. */
+enum
+{
+    DEVICE_POWER_AMBIENT_TYPE_ART = 4
 };
 
 /* Power-off options: two whole values for a reset, whose difference only the power manager knows, and bits. */
@@ -34,7 +58,7 @@ typedef struct
     int f1; /* the reason of waking up or switching off */
     int prev_state;
     int new_state;
-    int prev_ambient_mode;
+    int prev_ambient_mode; /* DEVICE_POWER_AMBIENT_MODE_... */
     int new_ambient_mode;
 } device_power_state_info;
 
@@ -55,11 +79,12 @@ power_state_e device_power_get_state(void);
 /* Asks for another power state; flag is 1 for an action of the user. */
 int device_power_set_state(power_state_e state, int flag);
 
-/* Why the television woke up; 50 restart out of standby, 94 and 95 Bluetooth. Setting it tells the next reader. */
+/* Why the television woke up (DEVICE_POWER_WAKEUP_...). Setting it tells the next reader. */
 int device_power_get_wakeup_reason(void);
 int device_power_set_wakeup_reason(int reason);
 
-/* The ambient mode, 0 (none) to 3, and the kind of picture it shows, a bit mask in which 4 is the art picture. */
+/* The ambient mode (DEVICE_POWER_AMBIENT_MODE_...) and the kind of picture it shows, a bit mask
+ * (DEVICE_POWER_AMBIENT_TYPE_...). */
 int device_power_get_ambient_mode(void);
 int device_power_get_ambient_type(void);
 

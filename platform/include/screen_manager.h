@@ -8,8 +8,8 @@
 extern "C" {
 #endif
 
-/* Asks for an ambient mode (0 to 3) showing a kind of picture (a bit mask, 4 = art): (0, 0) is the normal picture,
- * (1, 4) the art picture, (3, 2) goes on to suspend. */
+/* Asks for an ambient mode showing a kind of picture (DEVICE_POWER_AMBIENT_MODE_... and ..._TYPE_... of
+ * device_power.h): (0, 0) is the normal picture, (1, 4) the art picture, (3, 2) goes on to suspend. */
 int screen_manager_set_ambient_mode(int mode, int type);
 
 /* Holds (on = 1) the low-power ambient mode for at most timeout_ms milliseconds, or gives it free (0, with 0). */

@@ -10,8 +10,15 @@
 extern "C" {
 #endif
 
-/* Where the television's sound goes; 3, 5 and 6 are Bluetooth speakers. */
+/* Where the television's sound goes. Other routes exist, and the three to Bluetooth speakers differ in what only the
+ * sound manager knows. */
 typedef int sound_tv_output_route_e;
+enum
+{
+    SOUND_TV_OUTPUT_BLUETOOTH = 3,
+    SOUND_TV_OUTPUT_BLUETOOTH_2 = 5,
+    SOUND_TV_OUTPUT_BLUETOOTH_3 = 6
+};
 
 /* Devices that have a mute of their own. */
 enum

@@ -8,9 +8,6 @@ namespace sim {
 
 namespace {
 
-constexpr unsigned int kVendor = 0x04E8;
-constexpr unsigned int kSmartRemoteProduct = 0x2075;
-constexpr unsigned int kWheelProduct = 0x2084;
 
 } // namespace
 
@@ -24,7 +21,7 @@ void Remote::IsConnected(const std::string& newAddress)
 {
     address = newAddress;
     connected = true;
-    m_tv.devices.Knows({.address = address, .name = name, .vendor = kVendor, .product = m_product, .connected = true});
+    m_tv.devices.Knows({.address = address, .name = name, .vendor = BT_HID_ACCESSORY_VENDOR_ID, .product = m_product, .connected = true});
 }
 
 void Remote::Connects(const std::string& newAddress)
@@ -65,7 +62,7 @@ void Remote::ReportsCharging(unsigned char status, unsigned char harvestTime)
     TellCharging(status, harvestTime);
 }
 
-SmartRemote::SmartRemote(Television& tv) : Remote(tv, "Smart Remote", kSmartRemoteProduct) {}
+SmartRemote::SmartRemote(Television& tv) : Remote(tv, "Smart Remote", BT_HID_SMART_RC_PRODUCT_ID) {}
 
 void SmartRemote::TellConnection(bool isConnected)
 {
@@ -91,7 +88,7 @@ void SmartRemote::GripSensorTurns(bt_hid_sc_grip_sensor_state_e state)
     Tv().queue.Post([=, this] { onGripState.Tell(state); });
 }
 
-Wheel::Wheel(Television& tv) : Remote(tv, "Halvo Wheel", kWheelProduct) {}
+Wheel::Wheel(Television& tv) : Remote(tv, "Halvo Wheel", BT_HID_HALVO_SWITCH_PRODUCT_ID) {}
 
 void Wheel::TellConnection(bool isConnected)
 {

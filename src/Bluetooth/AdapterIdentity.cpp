@@ -38,7 +38,7 @@ bool CBluetoothEventHandler::checkVisibilityOption()
         LOGW("Discoverable off");
         return false;
     }
-    if (state != 0) {
+    if (state != DEVICE_POWER_STATE_NORMAL) {
         return false;
     }
     LOGI("Need to set visibility to BT_ADAPTER_VISIBILITY_MODE_GENERAL_DISCOVERABLE");

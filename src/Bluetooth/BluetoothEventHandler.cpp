@@ -23,11 +23,6 @@
 
 namespace {
 
-constexpr power_state_e kBackgroundStandby = 2;
-constexpr power_state_e kLowPowerMode = 4;
-
-constexpr const char* kTvNameKey = "db/menu/network/devicename/tv_name";
-
 // A string setting that says nothing holds one blank.
 const char* const kBlank = " ";
 
@@ -118,11 +113,11 @@ void CBluetoothEventHandler::handleAdapterEnable()
 {
     // Whoever waits for Bluetooth holds the set up until now.
     const power_state_e powerState = Util::TvStatusUtil::GetPowerState();
-    if (powerState == kBackgroundStandby) {
+    if (powerState == DEVICE_POWER_STATE_STANDBY) {
         LOGE("<Not Error> unlock standby power state");
         __print_kernel_log("VYREL", __func__, "adapter enabled, request standby unlock");
         Util::TvStatusUtil::UnSetStandbyPowerLock();
-    } else if (powerState == kLowPowerMode) {
+    } else if (powerState == DEVICE_POWER_STATE_LOW_POWER) {
         LOGE("<Not Error> unlock LPM state");
         __print_kernel_log("VYREL", __func__, "adapter enabled, request lpm unlock");
         Util::TvStatusUtil::UnlockLpmPowerState();
@@ -199,12 +194,12 @@ void CBluetoothEventHandler::initVconfKeys()
 
 void CBluetoothEventHandler::initVconfCallbacks()
 {
-    vconf_notify_key_changed(kTvNameKey, ForwardTvName, this);
+    vconf_notify_key_changed(VconfKey::kTvName, ForwardTvName, this);
 }
 
 void CBluetoothEventHandler::deinitVconfCallbacks()
 {
-    vconf_ignore_key_changed(kTvNameKey, ForwardTvName);
+    vconf_ignore_key_changed(VconfKey::kTvName, ForwardTvName);
 }
 
 void CBluetoothEventHandler::initBluetoothEventSubscriber()

@@ -10,6 +10,7 @@
 #include <bt_audio.h>
 #include <bt_device.h>
 #include <bt_error.h>
+#include <bt_hid.h>
 
 #include <algorithm>
 #include <array>
@@ -17,11 +18,6 @@
 
 namespace {
 
-constexpr unsigned int kVendorId = 0x04E8;
-constexpr unsigned int kSmartRemoteProductId = 0x2075;
-constexpr unsigned int kWheelProductId = 0x2084;
-
-constexpr unsigned int kAudioMajorClass = 4;
 constexpr std::array<int, 9> kAudioMinorClasses = {0, 4, 8, 16, 20, 24, 28, 32, 40};
 
 constexpr std::size_t kTwoSpeakers = 2;
@@ -46,7 +42,7 @@ bool IsProduct(const std::string& address, unsigned int productId)
     unsigned int vendor = 0;
     unsigned int product = 0;
     bt_device_get_remote_vid_pid(address.c_str(), &vendor, &product);
-    return vendor == kVendorId && product == productId;
+    return vendor == BT_HID_ACCESSORY_VENDOR_ID && product == productId;
 }
 
 /// Who is connected with this profile.
@@ -65,7 +61,7 @@ ConnectedInfoPtr GetConnectedInfo(int type)
 
 bool IsConnectedAudio(const bt_device_info_s& info)
 {
-    return info.bt_class.major_device_class == kAudioMajorClass &&
+    return info.bt_class.major_device_class == BT_MAJOR_DEVICE_CLASS_AUDIO_VIDEO &&
            BluetoothUtil::isAudioMinorCOD(static_cast<int>(info.bt_class.minor_device_class)) && info.is_connected;
 }
 
@@ -97,7 +93,7 @@ bool AppendConnected(bt_device_info_s* info, void* userData)
 
 bool BluetoothUtil::isSmartRc(const std::string& address)
 {
-    if (!IsProduct(address, kSmartRemoteProductId)) {
+    if (!IsProduct(address, BT_HID_SMART_RC_PRODUCT_ID)) {
         return false;
     }
     LOGI("connected hid device is smart rc so do not send signal");
@@ -106,7 +102,7 @@ bool BluetoothUtil::isSmartRc(const std::string& address)
 
 bool BluetoothUtil::isHalvo(const std::string& address)
 {
-    if (!IsProduct(address, kWheelProductId)) {
+    if (!IsProduct(address, BT_HID_HALVO_SWITCH_PRODUCT_ID)) {
         return false;
     }
     LOGI("connected hid device is halvo so do not send signal");

@@ -10,30 +10,17 @@
 #include "Guard.h"
 #include "KpiRemocon.h"
 #include "KpiWireless.h"
+#include "LastSpeaker.h"
 #include "LiteDebug.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "Utf8.h"
 #include "VconfUtil.h"
 
 #include <bt_error.h>
+#include <bt_hid.h>
 #include <device_power.h>
 
 namespace {
-
-constexpr guint kReconnectionDelay = 10000; // milliseconds
-
-// The set's sound went to one of these: Bluetooth speakers.
-constexpr int kBluetoothSpeakerRoute = 3;
-constexpr int kBluetoothSpeakersRoute = 5;
-
-constexpr int kWakeUpByBluetooth = 94;
-constexpr int kWakeUpByBluetoothInStandby = 95;
-
-constexpr power_state_e kNormal = 0;
-constexpr power_state_e kBackgroundStandby = 2;
-constexpr power_state_e kLowPowerMode = 4;
-
-constexpr unsigned int kSmartRemoteProductId = 0x2075;
 
 constexpr const char* kGattService = "0x40";
 constexpr const char* kHidService = "0x08";
@@ -43,10 +30,10 @@ constexpr const char* kAudioService = "0x02";
 /// True when the state is one in which this reason can have switched the set on.
 bool IsWokenByBluetooth(int reason, power_state_e state)
 {
-    if (reason == kWakeUpByBluetoothInStandby) {
-        return state == kBackgroundStandby || state == kLowPowerMode;
+    if (reason == DEVICE_POWER_WAKEUP_BLUETOOTH_IN_STANDBY) {
+        return state == DEVICE_POWER_STATE_STANDBY || state == DEVICE_POWER_STATE_LOW_POWER;
     }
-    return state == kNormal || state == kBackgroundStandby;
+    return state == DEVICE_POWER_STATE_NORMAL || state == DEVICE_POWER_STATE_STANDBY;
 }
 
 bool RemoveBond(bt_device_info_s* info, void* userData)
@@ -85,13 +72,13 @@ bool CBluetoothEventHandler::isLastSoundOutputBTspk()
     int route = 0;
     Util::VconfUtil::GetVconf(VconfKey::DB_VYREL_LASTSOUNDROUTE, route);
     LOGI("last tv soundoutput is %d", route);
-    return route == kBluetoothSpeakerRoute || route == kBluetoothSpeakersRoute;
+    return LastSpeaker::IsRouteTo(route);
 }
 
 void CBluetoothEventHandler::addTimerForLastConnectedBtSpeaker()
 {
-    if (isLastSoundOutputBTspk() && device_power_get_state() == kNormal) {
-        m_reconnectionTimer = g_timeout_add(kReconnectionDelay, handleLastConnectedSpk, this);
+    if (isLastSoundOutputBTspk() && device_power_get_state() == DEVICE_POWER_STATE_NORMAL) {
+        m_reconnectionTimer = g_timeout_add(LastSpeaker::kCallBackDelay, handleLastConnectedSpk, this);
     }
 }
 
@@ -111,7 +98,7 @@ bool CBluetoothEventHandler::isBtWakeUpReasonAndPowerState()
 {
     const int reason = device_power_get_wakeup_reason();
     LOGI("wake up reason = %d", reason);
-    if (reason != kWakeUpByBluetooth && reason != kWakeUpByBluetoothInStandby) {
+    if (reason != DEVICE_POWER_WAKEUP_BLUETOOTH && reason != DEVICE_POWER_WAKEUP_BLUETOOTH_IN_STANDBY) {
         return false;
     }
     if (!IsWokenByBluetooth(reason, device_power_get_state())) {
@@ -170,7 +157,7 @@ bool CBluetoothEventHandler::removeBondedDevice(bt_device_info_s* info)
     unsigned int product = 0;
     bt_device_get_remote_vid_pid(address.c_str(), &vendor, &product);
     // The remote stays paired: nothing else could be operated without it.
-    if (product != kSmartRemoteProductId) {
+    if (product != BT_HID_SMART_RC_PRODUCT_ID) {
         LOGE("<Not error> Remove %s", address.c_str());
         bt_device_destroy_bond(address.c_str());
     }

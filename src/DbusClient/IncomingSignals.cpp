@@ -3,6 +3,7 @@
 #include "DbusClient/DbusClient.h"
 #include "Guard.h"
 #include "LiteDebug.h"
+#include "VconfKeyId.h"
 
 #include <bt_adapter.h>
 #include <vconf.h>
@@ -18,7 +19,6 @@ constexpr const char* kKeyRouterInterface = "keyrouter.dbus.Signal";
 constexpr const char* kKeyRouterPath = "/com/tarnwick/dbus/ping";
 constexpr const char* kKeyCombination = "KEY_COMBINATION";
 constexpr const char* kEasyPairingPath = "/org/vantor/vyrel/lite";
-constexpr const char* kAdapterOffKey = "db/low-power-support/bt-disable";
 
 constexpr int kSwitchAdapterOff = 51;
 constexpr int kSwitchAdapterOn = 52;
@@ -85,11 +85,11 @@ void CDbusClient::OnCombinationKeyRecived(GVariant* parameters)
     if (code == kSwitchAdapterOff) {
         const int result = bt_adapter_disable();
         LOGE("<Not Error> bt_adapter_disable, ret = [%d]", result);
-        vconf_set_bool(kAdapterOffKey, 0);
+        vconf_set_bool(VconfKey::kBtDisable, 0);
     } else if (code == kSwitchAdapterOn) {
         const int result = bt_adapter_enable();
         LOGE("<Not Error> bt_adapter_enable, ret = [%d]", result);
-        vconf_set_bool(kAdapterOffKey, 1);
+        vconf_set_bool(VconfKey::kBtDisable, 1);
     } else {
         LOGI("KEY_COMBINATION Signal NOT for VYREL");
     }
