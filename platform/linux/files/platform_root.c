@@ -1,0 +1,6 @@
+#include "platform_root.h"
+
+const char* platform_root(void)
+{
+    return "";
+}
