@@ -2,6 +2,8 @@
 
 #include "FixedPath.h"
 
+#include <glib.h>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -15,10 +17,11 @@ namespace Util {
 
 namespace {
 
-/// In /tmp everybody can plant a link; elsewhere links are the platform's own.
+/// In /tmp everybody can plant a link, and under the owner's home every application of the owner; elsewhere links are
+/// the platform's own.
 int LinkFlag(std::string_view path)
 {
-    return path.starts_with("/tmp/") ? O_NOFOLLOW : 0;
+    return path.starts_with("/tmp/") || path.starts_with("/opt/usr/home/") ? O_NOFOLLOW : 0;
 }
 
 bool IsOrdinaryFile(const struct stat& status)
@@ -26,15 +29,24 @@ bool IsOrdinaryFile(const struct stat& status)
     return S_ISREG(status.st_mode);
 }
 
+bool IsOrdinaryFile(const FileDescriptor& file)
+{
+    struct stat status = {};
+    return file.IsOpen() && ::fstat(file.Get(), &status) == 0 && IsOrdinaryFile(status);
+}
+
 FileDescriptor OpenToRead(std::string_view path)
 {
     // O_NONBLOCK: opening a pipe that nobody writes to must not hold the main loop.
     FileDescriptor file(::open(FixedPath(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | LinkFlag(path)));
-    struct stat status = {};
-    if (!file.IsOpen() || ::fstat(file.Get(), &status) != 0 || !IsOrdinaryFile(status)) {
-        return FileDescriptor(-1);
-    }
-    return file;
+    return IsOrdinaryFile(file) ? std::move(file) : FileDescriptor(-1);
+}
+
+/// A new file may take the place of a file that may be written, of a link, which is not followed, and of nothing.
+bool MayBeReplaced(const std::string& path)
+{
+    const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW));
+    return file.IsOpen() ? IsOrdinaryFile(file) : errno == ENOENT || errno == ELOOP;
 }
 
 bool WriteAll(int descriptor, std::string_view contents)
@@ -91,6 +103,16 @@ bool SafeFile::Write(std::string_view path, std::string_view contents)
         return false;
     }
     return ::ftruncate(file.Get(), 0) == 0 && WriteAll(file.Get(), contents);
+}
+
+bool SafeFile::Replace(std::string_view path, std::string_view contents)
+{
+    const std::string real = FixedPath(path);
+    constexpr auto kSafely =
+        static_cast<GFileSetContentsFlags>(G_FILE_SET_CONTENTS_CONSISTENT | G_FILE_SET_CONTENTS_DURABLE);
+    return MayBeReplaced(real) &&
+           g_file_set_contents_full(real.c_str(), contents.data(), static_cast<gssize>(contents.size()), kSafely, 0644,
+                                    nullptr) != FALSE;
 }
 
 int SafeFile::ToInt(const std::string& text)

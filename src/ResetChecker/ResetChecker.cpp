@@ -47,7 +47,7 @@ int ResetChecker::getResetCountFromPreference(const std::string& fileName)
     if (!text) {
         throw std::runtime_error("open fail");
     }
-    // A file that was cut short holds no number and counts as 0, which differs from any count that a reset has raised.
+    // A file without a number counts as 0, which differs from every count that a reset has raised.
     const int count = Util::SafeFile::ToInt(*text);
     LOGE("<<Not Error> %s reset count = %d", WordOf(fileName == m_factoryFileName), count);
     return count;
@@ -65,7 +65,7 @@ int ResetChecker::getServiceResetCountFromPreference()
 
 void ResetChecker::setResetCountToPreference(int count, const std::string& fileName)
 {
-    if (!Util::SafeFile::Write(Util::AppDataUtil::GetAppDataFilePath(fileName), std::to_string(count))) {
+    if (!Util::SafeFile::Replace(Util::AppDataUtil::GetAppDataFilePath(fileName), std::to_string(count))) {
         throw std::runtime_error("open fail");
     }
     LOGE("<<Not Error> %s reset count = %d", WordOf(fileName == m_factoryFileName), count);

@@ -244,6 +244,24 @@ TEST_F(ResetCounters, AFileThatCannotBeWrittenIsAnErrorAndStaysAsItWas)
     EXPECT_THAT(Log(), IsEmpty());
 }
 
+TEST_F(ResetCounters, AFileThatIsALinkIsNotFollowedAndTheNextCountTakesItsPlace)
+{
+    Counts(3, 0);
+    Files("3", "0");
+    tv.MakesFile("/etc/precious", "3");
+    std::filesystem::remove(tv.PathOf(kFactoryFile));
+    std::filesystem::create_symlink(tv.PathOf("/etc/precious"), tv.PathOf(kFactoryFile));
+    EXPECT_THAT([this] { checker.getFactoryResetCountFromPreference(); },
+                ThrowsMessage<std::runtime_error>("open fail"));
+    EXPECT_TRUE(checker.isReset());
+
+    Counts(4, 0);
+    checker.syncResetCount();
+    EXPECT_EQ(tv.ReadFile("/etc/precious"), "3");
+    EXPECT_EQ(tv.ReadFile(kFactoryFile), "4");
+    EXPECT_FALSE(checker.isReset());
+}
+
 // --- The comparison ---
 
 TEST_F(ResetCounters, EqualCountsAreNoReset)
@@ -399,6 +417,8 @@ TEST_F(ResetCounters, AFullDiskIsAFailureToSynchronise)
 
     EXPECT_EQ(std::ranges::count(Log(), "E fail to syncFactoryResetCount"), 1);
     EXPECT_EQ(std::ranges::count(Log(), "E fail to syncServiceResetCount"), 1);
+    EXPECT_EQ(tv.ReadFile(kFactoryFile), "1");
+    EXPECT_EQ(tv.ReadFile(kServiceFile), "1");
     EXPECT_TRUE(checker.isReset());
 }
 

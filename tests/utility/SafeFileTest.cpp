@@ -4,16 +4,31 @@
 #include "Utf8.h"
 #include "sim/Television.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
+using ::testing::ElementsAre;
 using Util::SafeFile;
 
 namespace {
 
 constexpr const char* kFile = "/tmp/.flag";
+constexpr const char* kOwnFile = "/opt/usr/home/owner/apps_rw/org.vantor.vyrel/data/count.txt";
+
+std::vector<std::string> NamesBeside(const sim::Television& tv, const char* path)
+{
+    std::vector<std::string> names;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(std::filesystem::path(tv.PathOf(path)).parent_path())) {
+        names.push_back(entry.path().filename());
+    }
+    return names;
+}
 
 TEST(FixedPath, LiesBehindThePlatformsRoot)
 {
@@ -92,6 +107,72 @@ TEST(SafeFile, AFullDiskIsAFailure)
     sim::Television tv;
     std::filesystem::create_symlink("/dev/full", tv.PathOf("/run/full"));
     EXPECT_FALSE(SafeFile::Write("/run/full", "x"));
+}
+
+TEST(SafeFile, ReplacesAFileAndLeavesNothingBesideIt)
+{
+    sim::Television tv;
+    tv.MakesFile(kOwnFile, "a long number");
+    EXPECT_TRUE(SafeFile::Replace(kOwnFile, "7"));
+    EXPECT_EQ(tv.ReadFile(kOwnFile), "7");
+    EXPECT_THAT(NamesBeside(tv, kOwnFile), ElementsAre("count.txt"));
+
+    tv.RemovesFile(kOwnFile);
+    EXPECT_TRUE(SafeFile::Replace(kOwnFile, "8"));
+    EXPECT_EQ(SafeFile::Read(kOwnFile), "8");
+    EXPECT_EQ(std::filesystem::status(tv.PathOf(kOwnFile)).permissions(), std::filesystem::perms(0644));
+}
+
+TEST(SafeFile, TakesThePlaceOfALinkAndLeavesWhatItLeadsToAlone)
+{
+    sim::Television tv;
+    tv.MakesFile("/etc/precious", "7");
+    tv.MakesFile(kOwnFile);
+    tv.RemovesFile(kOwnFile);
+    std::filesystem::create_symlink(tv.PathOf("/etc/precious"), tv.PathOf(kOwnFile));
+    EXPECT_FALSE(SafeFile::CanBeRead(kOwnFile));
+    EXPECT_EQ(SafeFile::Read(kOwnFile), std::nullopt);
+
+    EXPECT_TRUE(SafeFile::Replace(kOwnFile, "8"));
+    EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(tv.PathOf(kOwnFile))));
+    EXPECT_EQ(SafeFile::Read(kOwnFile), "8");
+    EXPECT_EQ(tv.ReadFile("/etc/precious"), "7");
+
+    for (const char* target : {"/etc", "/etc/nothing"}) {
+        tv.RemovesFile(kOwnFile);
+        std::filesystem::create_symlink(tv.PathOf(target), tv.PathOf(kOwnFile));
+        EXPECT_TRUE(SafeFile::Replace(kOwnFile, "9")) << target;
+        EXPECT_EQ(SafeFile::Read(kOwnFile), "9") << target;
+    }
+    EXPECT_FALSE(tv.HasFile("/etc/nothing"));
+}
+
+TEST(SafeFile, TakesOneNameFromAFileThatHasTwo)
+{
+    sim::Television tv;
+    tv.MakesFile("/etc/precious", "7");
+    tv.MakesFile(kOwnFile);
+    tv.RemovesFile(kOwnFile);
+    std::filesystem::create_hard_link(tv.PathOf("/etc/precious"), tv.PathOf(kOwnFile));
+    EXPECT_TRUE(SafeFile::Replace(kOwnFile, "8"));
+    EXPECT_EQ(tv.ReadFile(kOwnFile), "8");
+    EXPECT_EQ(tv.ReadFile("/etc/precious"), "7");
+}
+
+TEST(SafeFile, ReplacesNeitherAPipeNorAFolderAndNeedsAPlace)
+{
+    sim::Television tv;
+    EXPECT_FALSE(SafeFile::Replace(kOwnFile, "8")) << "there is no folder";
+    std::filesystem::create_directories(tv.PathOf(kOwnFile));
+    EXPECT_FALSE(SafeFile::Replace(kOwnFile, "8"));
+    tv.RemovesFile(kOwnFile);
+    ASSERT_EQ(::mkfifo(tv.PathOf(kOwnFile).c_str(), 0600), 0);
+    EXPECT_FALSE(SafeFile::Replace(kOwnFile, "8"));
+    const Util::FileDescriptor reader(::open(tv.PathOf(kOwnFile).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    ASSERT_TRUE(reader.IsOpen());
+    EXPECT_FALSE(SafeFile::Replace(kOwnFile, "8")) << "also when somebody reads it";
+    EXPECT_TRUE(std::filesystem::is_fifo(tv.PathOf(kOwnFile)));
+    EXPECT_THAT(NamesBeside(tv, kOwnFile), ElementsAre("count.txt"));
 }
 
 TEST(SafeFile, ReadsNumbersAsFormattedInputDoes)
