@@ -7,6 +7,7 @@
 #include <lwipc.h>
 
 #include <limits>
+#include <memory>
 #include <utility>
 
 namespace {
@@ -14,6 +15,14 @@ namespace {
 constexpr const char* kOwnName = "org.vantor.vyrel.lite";
 constexpr const char* kIrMonitorRunning = "/tmp/.bt_irmonitor";
 constexpr const char* kBusItself = "org.freedesktop.DBus";
+
+/// What dbus-daemon takes of a message at most, in bytes, where its configuration does not set "max_message_size" (its
+/// bus/config-parser.c). It drops the connection of whoever sends more, and the service with it. The protocol itself
+/// ends at 128 MiB.
+constexpr gsize kLargestMessage = 32UL * 1024 * 1024;
+/// A value takes up to eight times as much room in a message as in a GVariant. Up to this size that does no harm, and
+/// the exact size need not be worked out.
+constexpr gsize kSurelySmall = kLargestMessage / 16;
 
 bool IsBody(GVariant* body)
 {
@@ -29,6 +38,38 @@ bool IsCallable(const std::string& name, const std::string& path, const std::str
            IsBody(body);
 }
 
+/// \param body null for none; the message keeps a reference of its own
+Util::MessagePtr Compose(const std::string& name, const std::string& path, const std::string& interface,
+                         const std::string& method, GVariant* body)
+{
+    Util::MessagePtr message(
+        g_dbus_message_new_method_call(name.c_str(), path.c_str(), interface.c_str(), method.c_str()));
+    if (body != nullptr) {
+        g_dbus_message_set_body(message.get(), body);
+    }
+    return message;
+}
+
+/// True for a call, or a signal to one receiver, that is no larger than the bus takes; sets an error otherwise.
+bool IsSmallEnough(const std::string& name, const std::string& path, const std::string& interface,
+                   const std::string& member, GVariant* body, GError** failure)
+{
+    const gsize roughSize = path.size() + (body != nullptr ? g_variant_get_size(body) : 0);
+    if (roughSize <= kSurelySmall) {
+        return true;
+    }
+    const Util::MessagePtr message = Compose(name, path, interface, member, body);
+    gsize size = 0;
+    const std::unique_ptr<guchar, Util::ReleaseWith<g_free>> bytes(
+        g_dbus_message_to_blob(message.get(), &size, G_DBUS_CAPABILITY_FLAGS_NONE, failure));
+    if (bytes && size > kLargestMessage) {
+        g_set_error(failure, G_IO_ERROR, G_IO_ERROR_MESSAGE_TOO_LARGE,
+                    "the bus takes no message of %" G_GSIZE_FORMAT " bytes", size);
+        return false;
+    }
+    return bytes != nullptr;
+}
+
 /// A call ready to be sent, or null when the bus would not take it.
 /// \param body null for none; the message keeps a reference of its own
 Util::MessagePtr NewCall(const std::string& name, const std::string& path, const std::string& interface,
@@ -38,12 +79,14 @@ Util::MessagePtr NewCall(const std::string& name, const std::string& path, const
         LOGE("GDbus error : %s", "invalid name, path, interface, method or body");
         return nullptr;
     }
-    Util::MessagePtr message(
-        g_dbus_message_new_method_call(name.c_str(), path.c_str(), interface.c_str(), method.c_str()));
-    if (body != nullptr) {
-        g_dbus_message_set_body(message.get(), body);
+    GError* failure = nullptr;
+    const bool isSmallEnough = IsSmallEnough(name, path, interface, method, body, &failure);
+    const Util::ErrorPtr error(failure);
+    if (!isSmallEnough) {
+        LOGE("GDbus error : %s", error->message);
+        return nullptr;
     }
-    return message;
+    return Compose(name, path, interface, method, body);
 }
 
 /// Sends and waits for the reply; null when there is none.
@@ -148,6 +191,7 @@ bool CDbusClient::SendDbusSignal(const std::string& name, const std::string& pat
     GDBusConnection* connection = GetSystemConnection();
     GError* failure = nullptr;
     const bool emitted = connection != nullptr && IsCallable(name, path, interface, signal, body.get()) &&
+                         IsSmallEnough(name, path, interface, signal, body.get(), &failure) &&
                          g_dbus_connection_emit_signal(connection, name.c_str(), path.c_str(), interface.c_str(),
                                                        signal.c_str(), body.get(), &failure) != FALSE;
     if (!emitted) {

@@ -16,7 +16,8 @@
 /// the firmware updates of a power-off.
 ///
 /// Everything runs on the main loop's thread and nothing throws. Without a bus, or with names that the bus would not
-/// take, a call gives what a failed call gives and the log says why; the next one tries the bus again. The connection
+/// take, or a message that is too large for it (over 32 MiB), a call gives what a failed call gives and the log says
+/// why; the next one tries the bus again. The connection
 /// is shared by the whole process and closes the process when the bus goes away, which is what a supervised service
 /// wants: it comes back with a live one.
 class CDbusClient

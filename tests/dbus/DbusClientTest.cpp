@@ -253,6 +253,102 @@ TEST_F(DbusClient, RefusesABodyThatIsNoTuple)
     EXPECT_THAT(m_peer.Messages(), IsEmpty());
 }
 
+constexpr gsize kLargestMessage = 32UL * 1024 * 1024;
+
+/// Bytes of a call of this member with this body, as they travel.
+gsize SizeOf(const char* member, GVariant* body)
+{
+    GDBusMessage* message = g_dbus_message_new_method_call(kName, kPath, kName, member);
+    g_dbus_message_set_body(message, body);
+    gsize size = 0;
+    g_free(g_dbus_message_to_blob(message, &size, G_DBUS_CAPABILITY_FLAGS_NONE, nullptr));
+    g_object_unref(message);
+    return size;
+}
+
+/// A body with which a call of this member is a message of so many bytes.
+Util::VariantPtr BodyFor(const char* member, gsize size)
+{
+    const auto bodyOf = [](gsize length) {
+        return Util::VariantPtr(g_variant_ref_sink(g_variant_new("(s)", std::string(length, 'x').c_str())));
+    };
+    return bodyOf(size - SizeOf(member, bodyOf(0).get()));
+}
+
+TEST_F(DbusClient, TheLargestMessageThatTheBusTakesIsSent)
+{
+    m_peer.Answers("Hello", g_variant_new("(i)", 5));
+    const Util::VariantPtr body = BodyFor("Hello", kLargestMessage);
+    ASSERT_EQ(SizeOf("Hello", body.get()), kLargestMessage);
+    EXPECT_EQ(TextOf(Ask("Hello", body.get(), 60'000)), "(5,)");
+}
+
+TEST_F(DbusClient, TheBusDropsTheConnectionOfWhoeverSendsOneByteMore)
+{
+    GDBusConnection* connection = g_dbus_connection_new_for_address_sync(
+        m_bus.Address().c_str(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, nullptr);
+    ASSERT_NE(connection, nullptr);
+    const Util::MessagePtr message(g_dbus_message_new_method_call(kName, kPath, kName, "Hello"));
+    g_dbus_message_set_body(message.get(), BodyFor("Hello", kLargestMessage + 1).get());
+    EXPECT_TRUE(
+        g_dbus_connection_send_message(connection, message.get(), G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr, nullptr));
+    EXPECT_TRUE(support::IterateUntil([&] { return g_dbus_connection_is_closed(connection) != FALSE; }));
+    g_object_unref(connection);
+    EXPECT_THAT(m_peer.Messages(), IsEmpty());
+}
+
+TEST_F(DbusClient, AMessageThatTheBusWouldNotTakeIsAFailedCallAndTheConnectionLives)
+{
+    const Util::VariantPtr body = BodyFor("Hello", kLargestMessage + 1);
+    EXPECT_EQ(Ask("Hello", body.get()), nullptr);
+    EXPECT_THAT(m_tv.tape.Messages(),
+                ElementsAre(CallLine(kName, "Hello"), "E GDbus error : the bus takes no message of 33554433 bytes"));
+    m_tv.tape.Clear();
+    m_client->SendDbusMethod(kName, kPath, kName, "Hello", body.get());
+    EXPECT_THAT(m_tv.tape.Messages(),
+                ElementsAre("E GDbus error : the bus takes no message of 33554433 bytes", CallLine(kName, "Hello")));
+    m_tv.tape.Clear();
+    EXPECT_FALSE(m_client->SendDbusSignal(kName, kPath, kName, "Hello", body.get()));
+    EXPECT_THAT(m_tv.tape.Messages(),
+                ElementsAre(StartsWith("I name = "), "E g_dbus_connection_emit_signal = failed",
+                            "E g_dbus_connection_emit_signal, reason : the bus takes no message of 33554433 bytes"));
+    EXPECT_THAT(m_tv.tape.Bus(), IsEmpty());
+
+    m_peer.Answers("Hello", g_variant_new("(i)", 5));
+    EXPECT_EQ(TextOf(Ask("Hello")), "(5,)");
+    EXPECT_THAT(m_peer.Messages(), ElementsAre(Call("Hello")));
+}
+
+TEST_F(DbusClient, WhatIsSmallOnlyUntilItTravelsIsRefusedToo)
+{
+    // Five million empty arrays take about four bytes each here, and eight on their way.
+    GVariantBuilder arrays;
+    g_variant_builder_init(&arrays, G_VARIANT_TYPE("aax"));
+    const Util::VariantPtr empty(g_variant_ref_sink(g_variant_new_array(G_VARIANT_TYPE_INT64, nullptr, 0)));
+    for (int count = 0; count < 5'000'000; ++count) {
+        g_variant_builder_add_value(&arrays, empty.get());
+    }
+    const Util::VariantPtr body(g_variant_ref_sink(g_variant_new("(aax)", &arrays)));
+    ASSERT_LT(g_variant_get_size(body.get()), kLargestMessage);
+    EXPECT_EQ(Ask("Hello", body.get()), nullptr);
+    EXPECT_THAT(m_tv.tape.Bus(), IsEmpty());
+}
+
+TEST_F(DbusClient, ABodyThatNoMessageCanHoldIsAFailedCall)
+{
+    // An array ends at 64 MiB.
+    const std::vector<guchar> bytes(65UL * 1024 * 1024);
+    const Util::VariantPtr body(g_variant_ref_sink(
+        g_variant_new("(@ay)", g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, bytes.data(), bytes.size(), 1))));
+    EXPECT_EQ(Ask("Hello", body.get()), nullptr);
+    EXPECT_THAT(m_tv.tape.Messages(), ElementsAre(CallLine(kName, "Hello"), StartsWith("E GDbus error : ")));
+    EXPECT_EQ(TextOf(Ask("Other")), "") << "and the connection lives";
+    EXPECT_THAT(m_peer.Messages(), ElementsAre(Call("Other")));
+}
+
 TEST_F(DbusClient, AnyReplyOfAServiceIsASignOfLife)
 {
     const auto isAlive = [this](const char* name) {
