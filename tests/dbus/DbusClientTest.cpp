@@ -2,6 +2,7 @@
 
 #include "GlibPointers.h"
 #include "sim/Television.h"
+#include "support/MessageMatchers.h"
 #include "support/PrivateBus.h"
 #include "support/RealTime.h"
 #include "support/Settle.h"

@@ -102,7 +102,7 @@ TEST(ChildProcessTest, OutputThatDoesNotComeIsNotWaitedForAfterItsEnd)
 TEST(ChildProcessTest, ThrowingEndsItWithAStatusOfItsOwn)
 {
     ChildProcess child([]() -> int { throw std::runtime_error("oops"); });
-    EXPECT_EQ(child.WaitForEnd(), Exited(ChildProcess::kThrew));
+    EXPECT_EQ(child.WaitForEnd(), Exited(support::Child::kThrew));
 }
 
 TEST(ChildProcessTest, BeginsWhenTold)

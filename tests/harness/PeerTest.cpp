@@ -1,6 +1,7 @@
 #include "support/Peer.h"
 
 #include "SharedBus.h"
+#include "support/MessageMatchers.h"
 #include "support/PrivateBus.h"
 
 #include <gmock/gmock.h>

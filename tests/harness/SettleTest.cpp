@@ -1,6 +1,7 @@
 #include "support/Settle.h"
 
 #include "SharedBus.h"
+#include "support/MessageMatchers.h"
 #include "support/Peer.h"
 #include "support/PrivateBus.h"
 

@@ -1,6 +1,7 @@
 #include "support/Siblings.h"
 
 #include "GlibPointers.h"
+#include "support/MessageMatchers.h"
 #include "support/PrivateBus.h"
 #include "support/Settle.h"
 

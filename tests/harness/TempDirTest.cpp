@@ -1,12 +1,27 @@
 #include "support/TempDir.h"
 
+#include "support/Child.h"
+#include "support/ChildProcess.h"
+
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 
+using support::Child;
+using support::ChildProcess;
+using support::Exited;
+using support::KilledBy;
 using support::TempDir;
 
 TEST(TempDirTest, IsFreshAndEmpty)
@@ -56,6 +71,75 @@ TEST(TempDirTest, MayBeGoneAlready)
     const TempDir dir;
     std::filesystem::remove(dir.Path());
     EXPECT_FALSE(std::filesystem::exists(dir.Path()));
+}
+
+TEST(TempDirTest, LiesWhereItIsToldTo)
+{
+    const TempDir parent;
+    const TempDir dir("some-name", parent.Path());
+    EXPECT_EQ(dir.Path().parent_path(), parent.Path());
+    EXPECT_THAT(dir.Path().filename().string(), ::testing::StartsWith("some-name-"));
+}
+
+TEST(TempDirTest, AForkLeavesTheFolderOfItsParentAlone)
+{
+    const TempDir dir;
+    Child child = Child::Fork([&] {
+        dir.~TempDir();
+        ::_exit(0);
+        return 0;
+    });
+    EXPECT_EQ(child.Wait(), Exited(0));
+    EXPECT_TRUE(std::filesystem::exists(dir.Path()));
+}
+
+/// Holds three folders, of four, until it is killed.
+int HoldFolders()
+{
+    const TempDir first;
+    const TempDir last("vyrel-test", first.Path().parent_path());
+    {
+        const TempDir gone;
+    }
+    const TempDir later;
+    std::ofstream(last.Path() / "file") << "content";
+    std::printf("%s %s %s\n", first.Path().c_str(), last.Path().c_str(), later.Path().c_str());
+    std::fflush(stdout);
+    while (true) {
+        ::pause();
+    }
+}
+
+class DeadlySignal : public ::testing::TestWithParam<int>
+{};
+
+TEST_P(DeadlySignal, RemovesTheFoldersOfItsProcessAndStillEndsIt)
+{
+    ChildProcess child(HoldFolders);
+    ASSERT_TRUE(child.WaitForOutput("\n"));
+    child.Send(GetParam());
+    EXPECT_EQ(child.WaitForEnd(), KilledBy(GetParam()));
+    std::istringstream paths(child.Output());
+    int count = 0;
+    for (std::string path; paths >> path; ++count) {
+        EXPECT_FALSE(std::filesystem::exists(path)) << path;
+        std::filesystem::remove_all(path);
+    }
+    EXPECT_EQ(count, 3);
+}
+
+INSTANTIATE_TEST_SUITE_P(TempDirTest, DeadlySignal, ::testing::Values(SIGHUP, SIGINT, SIGTERM, SIGABRT, SIGTRAP),
+                         [](const auto& param) { return std::string(::sigabbrev_np(param.param)); });
+
+TEST(TempDirTest, ASignalThatIsIgnoredStaysSo)
+{
+    ChildProcess child([] {
+        ::signal(SIGHUP, SIG_IGN);
+        TempDir::RemoveAllWhenKilled();
+        ::raise(SIGHUP);
+        return 0;
+    });
+    EXPECT_EQ(child.WaitForEnd(), Exited(0));
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "settings/Store.h"
 #include "sim/Television.h"
 #include "support/ChildProcess.h"
+#include "support/MessageMatchers.h"
 #include "support/PrivateBus.h"
 #include "support/RealTime.h"
 #include "support/Settle.h"

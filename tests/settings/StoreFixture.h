@@ -2,6 +2,7 @@
 #pragma once
 
 #include "settings/Store.h"
+#include "support/TempDir.h"
 
 #include <glib.h>
 #include <gtest/gtest.h>
@@ -42,20 +43,6 @@ inline void RunWhatIsDue()
 class StoreFixture : public ::testing::Test
 {
 protected:
-    StoreFixture()
-    {
-        std::string name = std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : ::testing::TempDir();
-        name += "/settings-test-XXXXXX";
-        if (mkdtemp(name.data()) != nullptr) {
-            m_root = name;
-        }
-        m_folders = FoldersUnder(m_root);
-    }
-    ~StoreFixture() override
-    {
-        std::filesystem::remove_all(m_root);
-    }
-
     std::string PersistentFile() const
     {
         return m_folders.persistent + "/" + std::string(kPersistentFile);
@@ -69,8 +56,9 @@ protected:
         return m_folders.memory + "/watchers";
     }
 
-    std::string m_root;
-    Folders m_folders;
+    support::TempDir m_folder{"settings-test"}; // throws rather than lead to the settings of this machine
+    std::string m_root = m_folder.Path();
+    Folders m_folders = FoldersUnder(m_root);
 };
 
 // What watchers were told, as "KEY=VALUE" in the order of the calls.

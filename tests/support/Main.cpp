@@ -1,4 +1,8 @@
-// The main function of every test program: a GLib critical or warning ends the test.
+// The main function of every test program: a GLib critical or warning ends the test, and nothing that ends it leaves
+// its folders behind.
+
+#include "support/Findings.h"
+#include "support/TempDir.h"
 
 #include <gio/gio.h>
 #include <gmock/gmock.h>
@@ -8,5 +12,7 @@ int main(int argc, char** argv)
 {
     ::testing::InitGoogleMock(&argc, argv);
     g_log_set_always_fatal(static_cast<GLogLevelFlags>(G_LOG_FATAL_MASK | G_LOG_LEVEL_CRITICAL | G_LOG_LEVEL_WARNING));
+    support::TempDir::RemoveAllWhenKilled();
+    support::HandleFindings([](const std::string& finding) { ADD_FAILURE() << finding; });
     return RUN_ALL_TESTS();
 }

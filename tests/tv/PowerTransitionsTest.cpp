@@ -1,5 +1,6 @@
 // What each change of the power state does, and the subscriptions through which it is heard.
 
+#include "support/MessageMatchers.h"
 #include "tv/PowerFixture.h"
 
 #include <device_power.h>

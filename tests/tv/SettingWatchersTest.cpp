@@ -4,6 +4,7 @@
 #include "VconfChangedHandler/VconfChangedHandler.h"
 #include "sim/Television.h"
 #include "support/MainLoop.h"
+#include "support/MessageMatchers.h"
 #include "support/PrivateBus.h"
 #include "support/Settle.h"
 #include "support/Siblings.h"

@@ -1,11 +1,10 @@
 #include "support/PrivateBus.h"
 
+#include "settings/FileDescriptor.h"
+
 #include <gio/gio.h>
 
 #include <fcntl.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -13,6 +12,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
+#include <system_error>
 
 namespace support {
 
@@ -41,7 +41,7 @@ constexpr const char* kConfiguration =
 /// Runs in the child between fork and exec.
 [[noreturn]] void BecomeDaemon(const char* configuration, int addressPipe)
 {
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that crashes leaves no daemon behind
+    ::setsid(); // it ends with its owner, who may have something to say on it yet, and not with Ctrl-C
     ::fcntl(addressPipe, F_SETFD, 0);
     // It complains that it may not raise its limit of open files, which a test does not need.
     ::dup2(::open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO);
@@ -88,18 +88,15 @@ PrivateBus::PrivateBus()
 
 PrivateBus::~PrivateBus()
 {
-    if (m_pid > 0) {
+    if (m_daemon.Pid() > 0) {
         LetGoOfSharedConnection();
-        Dies();
     }
     ::unsetenv(kAddressVariable);
 }
 
 void PrivateBus::Dies()
 {
-    ::kill(m_pid, SIGKILL);
-    ::waitpid(m_pid, nullptr, 0);
-    m_pid = -1;
+    m_daemon.Kill();
 }
 
 std::string PrivateBus::WriteConfiguration() const
@@ -107,7 +104,9 @@ std::string PrivateBus::WriteConfiguration() const
     std::string text = kConfiguration;
     text.replace(text.find("@DIR@"), 5, m_dir.Path().string());
     std::string path = m_dir.Path() / "bus.conf";
-    std::ofstream(path) << text;
+    if (!(std::ofstream(path) << text << std::flush)) {
+        throw std::runtime_error("cannot write " + path);
+    }
     return path;
 }
 
@@ -115,18 +114,15 @@ void PrivateBus::Start(const std::string& configuration)
 {
     std::array<int, 2> addressPipe = {-1, -1};
     if (::pipe2(addressPipe.data(), O_CLOEXEC) != 0) {
-        throw std::runtime_error("no pipe for the bus");
+        throw std::system_error(errno, std::generic_category(), "no pipe for the bus");
     }
-    m_pid = ::fork();
-    if (m_pid == 0) {
-        BecomeDaemon(configuration.c_str(), addressPipe[1]);
-    }
-    ::close(addressPipe[1]);
-    m_address = ReadLine(addressPipe[0]);
-    ::close(addressPipe[0]);
+    const settings::FileDescriptor out(addressPipe[0]);
+    settings::FileDescriptor in(addressPipe[1]);
+    m_daemon = Child::Fork([&]() -> int { BecomeDaemon(configuration.c_str(), in.Get()); });
+    in = settings::FileDescriptor(); // so that a daemon that dies ends the line
+    m_address = ReadLine(out.Get());
     if (m_address.empty()) {
-        Dies(); // no destructor runs for what was never whole
-        throw std::runtime_error("dbus-daemon did not start");
+        throw std::runtime_error("dbus-daemon did not start; is it installed?");
     }
 }
 

@@ -1,15 +1,12 @@
 #include "support/Message.h"
 
-#include <memory>
+#include "GlibPointers.h"
+
 #include <ostream>
 
 namespace support {
 
 namespace {
-
-using ::testing::AllOf;
-using ::testing::Field;
-using ::testing::Matcher;
 
 std::string Text(const char* text)
 {
@@ -18,20 +15,13 @@ std::string Text(const char* text)
 
 std::string PrintBody(GVariant* body)
 {
-    const std::unique_ptr<char, decltype(&g_free)> text(g_variant_print(body, FALSE), g_free);
+    const Util::GlibString text(g_variant_print(body, FALSE));
     return text.get();
 }
 
 const char* KindName(Message::Kind kind)
 {
     return kind == Message::Kind::Call ? "call" : "signal";
-}
-
-Matcher<Message> Matches(Message::Kind kind, const Matcher<std::string>& member, const Matcher<std::string>& signature,
-                         const Matcher<std::string>& body)
-{
-    return AllOf(Field("kind", &Message::kind, kind), Field("member", &Message::member, member),
-                 Field("signature", &Message::signature, signature), Field("body", &Message::body, body));
 }
 
 } // namespace
@@ -61,18 +51,6 @@ void PrintTo(const Message& message, std::ostream* out)
         *out << ' ' << message.signature << ' ' << message.body;
     }
     *out << "  [to " << message.destination << ", path " << message.path << ", interface " << message.interface << ']';
-}
-
-Matcher<Message> Call(const Matcher<std::string>& member, const Matcher<std::string>& signature,
-                      const Matcher<std::string>& body)
-{
-    return Matches(Message::Kind::Call, member, signature, body);
-}
-
-Matcher<Message> Signal(const Matcher<std::string>& member, const Matcher<std::string>& signature,
-                        const Matcher<std::string>& body)
-{
-    return Matches(Message::Kind::Signal, member, signature, body);
 }
 
 } // namespace support

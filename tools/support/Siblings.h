@@ -7,17 +7,17 @@
 
 namespace support {
 
-/// A peer that is held to what data/dbus-1/interfaces says about it: a test fails when its service sent something else.
+/// A peer that is held to what data/dbus-1/interfaces says about it: what a service sent otherwise is a finding.
 class Sibling : public Peer
 {
 public:
     /// \param interface names the file that describes it
     Sibling(const std::string& busName, const std::string& interface);
 
-    /// Takes in what is still on its way, then fails the test for each violation.
+    /// Takes in what is still on its way, then reports each violation as a finding.
     ~Sibling();
 
-    /// For a test that is about violations: they don't fail it.
+    /// For who looks at the violations: they are no findings.
     void ExpectViolations();
 
 private:

@@ -10,7 +10,8 @@ class Peer;
 /// arrived on the other, is recorded, answered and handled, and so is all that this made them send. Timers that are not
 /// due and calls that a peer stalls stay as they are.
 ///
-/// To be called on the main thread, outside the main loop. It needs no waiting, so a virtual clock stands still.
+/// A bus that does not come to rest, because somebody answers each message with another, is a finding. To be called on
+/// the main thread, outside the main loop. It needs no waiting, so a virtual clock stands still.
 void Settle(std::initializer_list<Peer*> peers);
 
 /// The same for the service alone: what the bus had for it is handled.

@@ -1,43 +1,22 @@
 #pragma once
 
+#include "settings/FileDescriptor.h"
+#include "support/Child.h"
 #include "support/MainLoop.h"
 
 #include <sys/types.h>
 
 #include <chrono>
 #include <functional>
-#include <iosfwd>
 #include <string>
 
 namespace support {
 
-/// How a process ended, if it did.
-struct ProcessEnd
-{
-    enum class How
-    {
-        StillRunning,
-        Exited,
-        Killed
-    };
-
-    How how = How::StillRunning;
-    int number = 0; ///< its exit status, or the signal that killed it
-
-    bool operator==(const ProcessEnd&) const = default;
-};
-
-ProcessEnd Exited(int status);
-ProcessEnd KilledBy(int signal);
-ProcessEnd StillRunning();
-
-void PrintTo(const ProcessEnd& end, std::ostream* out);
-
 /// A piece of code in a process of its own, forked from the test; its standard output comes back through a pipe.
 ///
 /// Make it before anything starts a thread, GDBus too: a fork takes along only the thread that called it. Where the
-/// code needs peers on the bus, make it with Start::WhenTold, then the peers, then tell it. It is killed and reaped
-/// when its owner goes, and when the test's process dies.
+/// code needs peers on the bus, make it with Start::WhenTold, then the peers, then tell it. It is killed and waited for
+/// when its owner goes, and killed when the test's process dies.
 class ChildProcess
 {
 public:
@@ -48,17 +27,17 @@ public:
     };
 
     /// \param body what the child does; its result is the exit status. When it throws, what() goes to the standard
-    /// error and the exit status is kThrew.
+    /// error and the exit status is Child::kThrew.
+    /// Throws std::system_error when there can be no further process or pipe.
     explicit ChildProcess(const std::function<int()>& body, Start start = Start::AtOnce);
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
-    static constexpr int kThrew = 125;
-
+    /// -1 once its end has been seen.
     [[nodiscard]] pid_t Pid() const
     {
-        return m_pid;
+        return m_child.Pid();
     }
 
     /// Lets a child start that waits to be told.
@@ -83,12 +62,11 @@ private:
     void ReadOutput();
     void CloseGate();
 
-    pid_t m_pid = -1;
-    int m_output = -1;
-    int m_gate = -1; ///< closing it lets a child start that waits to be told
+    settings::FileDescriptor m_output;
+    settings::FileDescriptor m_gate; ///< closing it lets a child start that waits to be told
     bool m_outputEnded = false;
     std::string m_text;
-    ProcessEnd m_end;
+    Child m_child;
 };
 
 } // namespace support

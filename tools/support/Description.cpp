@@ -2,8 +2,6 @@
 
 #include "GlibPointers.h"
 
-#include <gtest/gtest.h>
-
 #include <fstream>
 #include <optional>
 #include <sstream>
@@ -51,7 +49,11 @@ Description::Description(const std::string& interface)
 
 std::string Description::Violation(const Message& message) const
 {
-    const auto because = [&](const std::string& reason) { return ::testing::PrintToString(message) + ": " + reason; };
+    const auto because = [&](const std::string& reason) {
+        std::ostringstream text;
+        PrintTo(message, &text);
+        return text.str() + ": " + reason;
+    };
     if (message.path != Path()) {
         return because("the path should be " + Path());
     }

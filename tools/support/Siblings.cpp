@@ -1,6 +1,6 @@
 #include "support/Siblings.h"
 
-#include <gtest/gtest.h>
+#include "support/Findings.h"
 
 #include <memory>
 
@@ -28,7 +28,7 @@ Sibling::~Sibling()
         return;
     }
     for (const std::string& violation : Violations()) {
-        ADD_FAILURE() << violation;
+        ReportFinding(violation);
     }
 }
 

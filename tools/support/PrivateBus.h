@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/Child.h"
 #include "support/TempDir.h"
 
 #include <sys/types.h>
@@ -16,7 +17,8 @@ namespace support {
 class PrivateBus
 {
 public:
-    /// Returns when the bus takes connections. Throws std::runtime_error when no daemon could be started.
+    /// Returns when the bus takes connections. Throws std::runtime_error when no daemon could be started,
+    /// with a text that says why.
     PrivateBus();
     ~PrivateBus();
     PrivateBus(const PrivateBus&) = delete;
@@ -26,12 +28,13 @@ public:
     {
         return m_address;
     }
+    /// The daemon's; -1 once it has died.
     [[nodiscard]] pid_t Pid() const
     {
-        return m_pid;
+        return m_daemon.Pid();
     }
 
-    /// The bus goes away in the middle of it all, with all connections.
+    /// The bus goes away in the middle of it all, with all connections. Once more does nothing.
     void Dies();
 
 private:
@@ -40,7 +43,7 @@ private:
 
     TempDir m_dir;
     std::string m_address;
-    pid_t m_pid = -1;
+    Child m_daemon; ///< last, so that it ends before its folder goes
 };
 
 } // namespace support
