@@ -20,11 +20,12 @@ enum
     BT_ADAPTER_ENABLED = 1
 };
 
-typedef enum
+typedef int bt_adapter_visibility_mode_e;
+enum
 {
     BT_ADAPTER_VISIBILITY_MODE_NON_DISCOVERABLE = 0,
     BT_ADAPTER_VISIBILITY_MODE_GENERAL_DISCOVERABLE = 1
-} bt_adapter_visibility_mode_e;
+};
 
 /* How a pairing is to be confirmed. */
 typedef int bt_authentication_type_info_e;
@@ -92,7 +93,7 @@ int bt_adapter_set_app_ready(int ready);
 int bt_adapter_set_name(const char* name);
 
 /* Makes the adapter findable or not, for timeout_s seconds; 0 = without limit. While the adapter is off the wish is
- * remembered for the next enable. */
+ * remembered for the next enable. BT_ERROR_INVALID_PARAMETER for a mode that has no name. */
 int bt_adapter_set_visibility(bt_adapter_visibility_mode_e mode, int timeout_s);
 
 /* Lets other devices connect (true) or not (false). */

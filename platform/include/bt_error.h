@@ -8,7 +8,7 @@
 extern "C" {
 #endif
 
-typedef enum
+enum
 {
     BT_ERROR_NONE = 0,                                /* done, or started where a callback reports the end */
     BT_ERROR_OUT_OF_MEMORY = -12,                     /* the stack could not allocate what it needs */
@@ -29,7 +29,7 @@ typedef enum
     BT_ERROR_REMOTE_DEVICE_NOT_FOUND = -29359863,     /* 0xFE400109: unknown to the stack */
     BT_ERROR_SERVICE_SEARCH_FAILED = -29359862,       /* 0xFE40010A */
     BT_ERROR_REMOTE_DEVICE_NOT_CONNECTED = -29359861, /* 0xFE40010B: also "no such accessory is connected" */
-} bt_error_e;
+};
 
 #ifdef __cplusplus
 }

@@ -38,12 +38,14 @@ enum
     BT_HID_ROTATOR_RESET_ARGUMENT = 255
 };
 
-typedef enum
+/* Any other value is a sensor that is neither on nor off. */
+typedef int bt_hid_sc_grip_sensor_state_e;
+enum
 {
     BT_SC_GRIP_SENSOR_NOT_AVAILABLE = -1,
     BT_SC_GRIP_SENSOR_OFF = 0,
     BT_SC_GRIP_SENSOR_ON = 1
-} bt_hid_sc_grip_sensor_state_e;
+};
 
 typedef struct
 {

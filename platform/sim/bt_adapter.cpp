@@ -101,7 +101,12 @@ int bt_adapter_set_name(const char* name)
 
 int bt_adapter_set_visibility(bt_adapter_visibility_mode_e mode, int timeout_s)
 {
-    return Call(__func__, mode, timeout_s).Does([=](Television& tv) {
+    Call call(__func__, mode, timeout_s);
+    return call.Does([&](Television& tv) {
+        if (mode != BT_ADAPTER_VISIBILITY_MODE_NON_DISCOVERABLE &&
+            mode != BT_ADAPTER_VISIBILITY_MODE_GENERAL_DISCOVERABLE) {
+            return call.InvalidArgument();
+        }
         tv.adapter.visibility = mode;
         return 0;
     });

@@ -78,7 +78,7 @@ TEST(Skeleton, AnAccessorysPropertiesFailAndKeepTheDefault)
     unsigned int version = 7;
     EXPECT_EQ(bt_hid_get_smart_rc_fw_version(kAddress, &version), BT_ERROR_REMOTE_DEVICE_NOT_CONNECTED);
     EXPECT_EQ(version, 7U);
-    auto grip = BT_SC_GRIP_SENSOR_ON;
+    bt_hid_sc_grip_sensor_state_e grip = BT_SC_GRIP_SENSOR_ON;
     EXPECT_EQ(bt_hid_get_smart_rc_grip_sensor_state(&grip), BT_ERROR_REMOTE_DEVICE_NOT_CONNECTED);
     EXPECT_EQ(grip, BT_SC_GRIP_SENSOR_ON);
 }

@@ -15,13 +15,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 #include <utility>
 
 namespace {
 
 TEST(PlatformValues, ResultsHaveTheirCodes)
 {
-    const std::pair<bt_error_e, std::uint32_t> kCodes[] = {
+    const std::pair<int, std::uint32_t> kCodes[] = {
         {BT_ERROR_TIMED_OUT, 0xC0000001},
         {BT_ERROR_NOT_INITIALIZED, 0xFE400101},
         {BT_ERROR_NOT_ENABLED, 0xFE400102},
@@ -95,6 +96,16 @@ TEST(PlatformValues, AccessoriesHaveTheirNumbers)
     EXPECT_EQ(BT_HID_ROTATOR_COMMAND_RESET, 16);
     EXPECT_EQ(BT_HID_ROTATOR_RESET_ARGUMENT, 255);
 }
+
+// A value without a name may come in; an enumeration of C++ could not hold it.
+static_assert(std::is_same_v<bt_adapter_state_e, int>);
+static_assert(std::is_same_v<bt_adapter_visibility_mode_e, int>);
+static_assert(std::is_same_v<bt_audio_profile_type_e, int>);
+static_assert(std::is_same_v<bt_authentication_type_info_e, int>);
+static_assert(std::is_same_v<bt_hid_sc_grip_sensor_state_e, int>);
+static_assert(std::is_same_v<bt_profile_service_id_e, int>);
+static_assert(std::is_same_v<power_state_e, int>);
+static_assert(std::is_same_v<sound_tv_output_route_e, int>);
 
 TEST(PlatformValues, PowerHasItsNumbers)
 {

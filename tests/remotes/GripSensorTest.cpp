@@ -4,7 +4,9 @@
 
 #include <bt_error.h>
 
+#include <array>
 #include <stdexcept>
+#include <string>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -53,7 +55,7 @@ protected:
         tv.smartRemote.IsGripped(key);
         Settle();
     }
-    void SensorTurns(bt_hid_sc_grip_sensor_state_e state)
+    void SensorTurns(int state)
     {
         tv.tape.Clear();
         tv.smartRemote.GripSensorTurns(state);
@@ -243,6 +245,44 @@ TEST_F(GripSensorTest, AStateWithoutUserDataResetsTheCounterAndNoMore)
     EXPECT_THAT(tv.tape.Messages(), ElementsAre("E state = 1", "E userData is NULL"));
     SensorTurns(BT_SC_GRIP_SENSOR_ON);
     EXPECT_TRUE(HasSaid("I SetGripSensorOnOff"));
+}
+
+// Sensors to come may have more states than the two that are known.
+constexpr std::array<int, 6> kUnknownStates = {2, 3, 127, 2147483647, -2, -2147483647 - 1};
+
+TEST_F(GripSensorTest, AStateThatNobodyKnowsIsASensorAndNeitherOnNorOff)
+{
+    StartsWithRemote();
+    for (const int state : kUnknownStates) {
+        tv.settings.Writes(kPopupCount, 5);
+        SensorTurns(state);
+        EXPECT_TRUE(HasSaid("E state = " + std::to_string(state)));
+        EXPECT_EQ(tv.settings.Int(kPopupCount), 0) << state;
+        EXPECT_EQ(remotes->getGripSensorKpiStatus(), 1) << state;
+        EXPECT_TRUE(remotes->GripSensorPopupAvailable()) << state;
+        tv.settings.Writes(kWizardMode, "PNP_SETUP");
+        remotes->SetGripSensorOnOff();
+        EXPECT_TRUE(
+            HasSaid("I bt_hid_get_smart_rc_grip_sensor_state ret = ERROR_NONE state = " + std::to_string(state)));
+        tv.settings.Writes(kWizardMode, "OFF");
+        remotes->SetGripSensorOnOff();
+        EXPECT_THAT(Commands(), IsEmpty()) << state;
+    }
+}
+
+TEST_F(GripSensorTest, AStateThatNobodyKnowsDoesNotEndARecovery)
+{
+    StartsWithRemote();
+    Writes(kWizardMode, "PNP_SETUP");
+    tv.tape.Clear();
+    for (const int state : kUnknownStates) {
+        SensorTurns(state);
+        Writes(kWizardMode, "OFF");
+        EXPECT_THAT(Commands(), IsEmpty()) << state;
+    }
+    SensorTurns(BT_SC_GRIP_SENSOR_OFF);
+    Writes(kWizardMode, "OFF");
+    EXPECT_THAT(Commands(), ElementsAre(On()));
 }
 
 // --- A grip ---

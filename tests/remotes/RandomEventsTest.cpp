@@ -173,7 +173,7 @@ void RandomEventsTest::SomethingIsReported()
     case 7:
         return tv.smartRemote.IsGripped(AnyByte());
     default:
-        return tv.smartRemote.GripSensorTurns(static_cast<bt_hid_sc_grip_sensor_state_e>(Below(3) - 1));
+        return tv.smartRemote.GripSensorTurns(Below(4) - 1);
     }
 }
 
@@ -262,7 +262,7 @@ void RandomEventsTest::TheSetChanges()
         tv.smartRemote.fwVersion = static_cast<unsigned int>(Below(16)) << 28;
         return;
     default:
-        tv.smartRemote.gripSensor = static_cast<bt_hid_sc_grip_sensor_state_e>(Below(3) - 1);
+        tv.smartRemote.gripSensor = Below(4) - 1;
         tv.colorSensor.lux = Below(1000) - 2;
     }
 }

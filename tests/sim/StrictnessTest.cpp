@@ -39,7 +39,7 @@ TEST(Strictness, AFailingFunctionLeavesItsOutputAlone)
     sim::Television tv;
     tv.smartRemote.IsConnected("AA:BB:CC:DD:EE:FF");
     tv.Fails("bt_hid_get_smart_rc_grip_sensor_state", BT_ERROR_OPERATION_FAILED);
-    auto state = BT_SC_GRIP_SENSOR_NOT_AVAILABLE;
+    bt_hid_sc_grip_sensor_state_e state = BT_SC_GRIP_SENSOR_NOT_AVAILABLE;
     EXPECT_EQ(bt_hid_get_smart_rc_grip_sensor_state(&state), BT_ERROR_OPERATION_FAILED);
     EXPECT_EQ(state, BT_SC_GRIP_SENSOR_NOT_AVAILABLE);
 }
@@ -63,6 +63,16 @@ TEST(Strictness, ASettingOfAnotherTypeIsNotRead)
     EXPECT_EQ(vconf_get_int("db/a", &value), VCONF_ERROR_WRONG_TYPE);
     EXPECT_EQ(value, 7);
     EXPECT_EQ(vconf_get_str("db/a"), nullptr);
+}
+
+TEST(Strictness, AVisibilityWithoutANameIsRefused)
+{
+    sim::Television tv;
+    EXPECT_EQ(bt_adapter_set_visibility(BT_ADAPTER_VISIBILITY_MODE_GENERAL_DISCOVERABLE, 0), BT_ERROR_NONE);
+    EXPECT_EQ(bt_adapter_set_visibility(2, 0), BT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(bt_adapter_set_visibility(-1, 0), BT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(tv.adapter.visibility, BT_ADAPTER_VISIBILITY_MODE_GENERAL_DISCOVERABLE);
+    EXPECT_EQ(bt_adapter_set_visibility(BT_ADAPTER_VISIBILITY_MODE_NON_DISCOVERABLE, 0), BT_ERROR_NONE);
 }
 
 using StrictnessDeath = ::testing::Test;
