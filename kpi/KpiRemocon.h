@@ -8,10 +8,12 @@
 #include <map>
 #include <string>
 
-/// What a connection event tells. Any other value is the number of a reason for a disconnection, passed through.
+/// What a connection event tells. Any other number is the reason of a disconnection, passed on to the collector as it
+/// is.
 enum KpiRemoconEventType : int
 {
     KPI_REMOCON_CONNECTED = 0,
+    KPI_REMOCON_DISCONNECTED = 1,
     KPI_REMOCON_MODULE_RESET = 2
 };
 
@@ -19,10 +21,10 @@ enum KpiRemoconEventType : int
 ///
 /// code  | payload  | what it holds
 /// ------|----------|--------------------------------------------------------------
-/// EV005 | "(i)"    | battery level in percent
+/// EV005 | "(i)"    | the level code of the remote's report, 0 to 7
 /// EV006 | "(sii)"  | remote's address, signal strength in dBm, KpiRemoconEventType
-/// EV015 | "(ssss)" | lux, colour temperature, local time, status
-/// EV016 | "(iiii)" | ADC reading, lux, status, harvest time
+/// EV015 | "(ssss)" | lux, colour temperature, local time, status: lists with "|" between their items
+/// EV016 | "(iiii)" | ADC reading, lux, status, what belongs to the status (KpiSolarCharge)
 ///
 /// Making an EV006 counts it: pairings, reconnections and module resets live on in the settings. An unknown code, or a
 /// payload of another type, leaves the event without its text, and so unsent.

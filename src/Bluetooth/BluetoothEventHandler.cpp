@@ -8,10 +8,10 @@
 #include "GlibPointers.h"
 #include "Guard.h"
 #include "KernelLog.h"
-#include "KpiRemocon.h"
 #include "LiteDebug.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "TvStatusUtil.h"
+#include "UsageEvents.h"
 #include "Utf8.h"
 #include "VconfUtil.h"
 
@@ -43,9 +43,7 @@ void SendRemoteLostKpi()
 {
     std::string address;
     Util::VconfUtil::GetVconf(VconfKey::DB_BLUETOOTH_SMARTRC_CONN_DEV_ADDR, address);
-    const Util::VariantPtr payload = Util::TakeBody(
-        g_variant_new("(sii)", Util::ToValidUtf8(address).c_str(), 0, static_cast<int>(KPI_REMOCON_MODULE_RESET)));
-    KpiRemocon("BTCONNECT", "EV006", payload.get()).SendKPIEvent();
+    Kpi::SendRemoteConnection(address, 0, KPI_REMOCON_MODULE_RESET);
 }
 
 } // namespace

@@ -8,11 +8,10 @@
 #include "DbusClient/Sibling.h"
 #include "GlibPointers.h"
 #include "Guard.h"
-#include "KpiRemocon.h"
-#include "KpiWireless.h"
 #include "LastSpeaker.h"
 #include "LiteDebug.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
+#include "UsageEvents.h"
 #include "Utf8.h"
 #include "VconfUtil.h"
 
@@ -213,10 +212,8 @@ void CBluetoothEventHandler::OnRssiStrength(char* address, int /*linkType*/, int
 
 void CBluetoothEventHandler::sendWirelessBtConnectKpi(const std::string& address, int strength)
 {
-    const std::string validAddress = Util::ToValidUtf8(address);
     if (BluetoothUtil::isSmartRc(address)) {
-        const Util::VariantPtr payload = Util::TakeBody(g_variant_new("(sii)", validAddress.c_str(), strength, 0));
-        KpiRemocon("BTCONNECT", "EV006", payload.get()).SendKPIEvent();
+        Kpi::SendRemoteConnection(address, strength, KPI_REMOCON_CONNECTED);
         return;
     }
     const auto service = m_serviceMap.find(address);
@@ -228,11 +225,11 @@ void CBluetoothEventHandler::sendWirelessBtConnectKpi(const std::string& address
     if (!BluetoothUtil::getDeviceName(address, name)) {
         name = "InValidName";
     }
-    const int deviceCount = BluetoothUtil::getNumberOfBtdevice();
-    const gboolean isDualAudio = BluetoothUtil::isDualAudio() ? TRUE : FALSE;
-    const Util::VariantPtr payload =
-        Util::TakeBody(g_variant_new("(sssiib)", service->second.c_str(), Util::ToValidUtf8(name).c_str(),
-                                     validAddress.c_str(), strength, deviceCount, isDualAudio));
-    KpiWireless("BT_DEV", "EV003", payload.get()).SendKPIEvent();
+    Kpi::SendDeviceConnection({.service = service->second,
+                               .name = name,
+                               .address = address,
+                               .rssi = strength,
+                               .deviceCount = BluetoothUtil::getNumberOfBtdevice(),
+                               .isDualAudio = BluetoothUtil::isDualAudio()});
     m_serviceMap.erase(service);
 }

@@ -2,8 +2,8 @@
 
 #include "CommonUtil.h"
 #include "LiteDebug.h"
-#include "RemoteKpi.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
+#include "UsageEvents.h"
 
 #include <ppi_ecs.h>
 
@@ -148,15 +148,11 @@ void CSmartRcEventHandler::SendAmbiLightKpi()
         LOGI("saved AmbiLight Kpi Info is none");
         return;
     }
-    std::string lux;
-    std::string cct;
-    std::string timeStamps;
-    std::string status;
-    GetSavedAllLuxInfo(lux);
-    GetSavedAllCctInfo(cct);
-    GetSavedAllTimeStampInfo(timeStamps);
-    GetSavedStatusInfo(status);
-    SendRemoteKpi("AMBILIGHT", "EV015",
-                  g_variant_new("(ssss)", lux.c_str(), cct.c_str(), timeStamps.c_str(), status.c_str()));
+    KpiAmbientLight samples;
+    GetSavedAllLuxInfo(samples.lux);
+    GetSavedAllCctInfo(samples.colourTemperature);
+    GetSavedAllTimeStampInfo(samples.localTime);
+    GetSavedStatusInfo(samples.status);
+    Kpi::SendAmbientLight(samples);
     ClearAmbiLightInfo();
 }

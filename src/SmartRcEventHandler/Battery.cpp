@@ -2,9 +2,9 @@
 
 #include "CommonUtil.h"
 #include "LiteDebug.h"
-#include "RemoteKpi.h"
 #include "SafeFile.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
+#include "UsageEvents.h"
 #include "Utf8.h"
 #include "VconfUtil.h"
 
@@ -138,5 +138,5 @@ void CSmartRcEventHandler::HandleHalvoWheelBatteryNotifyChanged(const std::strin
 
 void CSmartRcEventHandler::SendBatteryKpi(int level)
 {
-    SendRemoteKpi("BATTERY", "EV005", g_variant_new("(i)", level));
+    Kpi::SendRemoteBattery(level);
 }

@@ -3,10 +3,9 @@
 #include "CommonUtil.h"
 #include "GlibPointers.h"
 #include "LiteDebug.h"
-#include "RemoteKpi.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "SystemConfigUtil.h"
-#include "Utf8.h"
+#include "UsageEvents.h"
 #include "VconfUtil.h"
 
 #include <bt_adapter.h>
@@ -14,9 +13,7 @@
 
 namespace {
 
-// What a disconnection's usage event says beside the address.
-constexpr gint32 kNoRssi = 0;
-constexpr gint32 kDisconnected = 1;
+constexpr int kNoRssi = 0;
 
 /// A bonded device's record, given back to the platform on every way out; also the null of a query that failed.
 class BondedDevice
@@ -152,8 +149,7 @@ void CSmartRcEventHandler::OnSmartRcDisConnected(bt_device_info_s* info)
     LOGI("SmartRc DisConencted address = %s", info->remote_address);
     UnSetFirstScreenCallback();
     RemoveIrKeyCodeTimer();
-    SendRemoteKpi("BTCONNECT", "EV006",
-                  g_variant_new("(sii)", Util::ToValidUtf8(m_smartRcAddress).c_str(), kNoRssi, kDisconnected));
+    Kpi::SendRemoteConnection(m_smartRcAddress, kNoRssi, KPI_REMOCON_DISCONNECTED);
     m_smartRcAddress.clear();
 }
 

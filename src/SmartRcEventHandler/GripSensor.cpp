@@ -3,9 +3,9 @@
 #include "CommonUtil.h"
 #include "ExceptionText.h"
 #include "LiteDebug.h"
-#include "RemoteKpi.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "SystemConfigUtil.h"
+#include "UsageEvents.h"
 #include "VconfUtil.h"
 
 #include <bt_error.h>
@@ -19,7 +19,6 @@ constexpr unsigned char kCommandGripSensorOn = 0x30;
 constexpr unsigned char kCommandGripSensorOff = 0x31;
 constexpr const char* kPopupCountKey = "memory/vyrel/count_display_grip_sensor_popup";
 constexpr int kMaxPopupCount = 5;
-constexpr int kReasonGripped = 5;
 constexpr std::array<const char*, 3> kSetupModes = {"PNP_SETUP", "SMARTHUB_SETUP", "OSU_TERMS_SETUP"};
 
 /// What the solar usage event says of the sensor.
@@ -166,8 +165,8 @@ void CSmartRcEventHandler::sendGripsensorKpi(unsigned char key)
             LOGE("kpi value data is invalid");
             return;
         }
-        LOGI("adc = %d lux = %d status = %d key = %d", adc, lux, kReasonGripped, key);
-        SendRemoteKpi("SOLARCHARGE", "EV016", g_variant_new("(iiii)", adc, lux, kReasonGripped, gint32{key}));
+        LOGI("adc = %d lux = %d status = %d key = %d", adc, lux, KPI_SOLAR_GRIPPED, key);
+        Kpi::SendSolarCharge({.adc = adc, .lux = lux, .status = KPI_SOLAR_GRIPPED, .detail = key});
     } catch (...) {
         LOGE("%s", TextOfException().c_str());
     }

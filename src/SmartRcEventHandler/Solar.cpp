@@ -2,8 +2,8 @@
 
 #include "CommonUtil.h"
 #include "LiteDebug.h"
-#include "RemoteKpi.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
+#include "UsageEvents.h"
 #include "VconfUtil.h"
 
 #include <bt_error.h>
@@ -31,8 +31,6 @@ constexpr unsigned char kFirstNoticedStatus = 6;
 constexpr unsigned char kLastNoticedStatus = 7;
 
 constexpr int kUnknown = -1;
-constexpr int kReasonBatteryReported = 3;
-constexpr int kReasonHarvest = 4;
 
 /// What is judged alike for both remotes, and where it goes.
 struct JudgedRemote
@@ -186,13 +184,13 @@ void CSmartRcEventHandler::SendSolarChargeKpi(unsigned char code, Remote_Control
         return;
     }
     int detail = 0;
-    if (reason == kReasonHarvest) {
+    if (reason == KPI_SOLAR_HARVESTED) {
         detail = harvestTime;
-    } else if (reason == kReasonBatteryReported) {
+    } else if (reason == KPI_SOLAR_BATTERY_REPORTED) {
         detail = getGripSensorKpiStatus();
     }
     LOGI("adc = %d lux = %d reason = %d harvest time = %d", adc, lux, reason, detail);
-    SendRemoteKpi("SOLARCHARGE", "EV016", g_variant_new("(iiii)", adc, lux, reason, detail));
+    Kpi::SendSolarCharge({.adc = adc, .lux = lux, .status = reason, .detail = detail});
 }
 
 bool CSmartRcEventHandler::IsSolarRemote(int fwVersion)
@@ -223,9 +221,9 @@ int CSmartRcEventHandler::GetSolarEventReason(unsigned char code)
     case 7:
         return 2;
     case 8:
-        return kReasonHarvest;
+        return KPI_SOLAR_HARVESTED;
     case kBatteryReported:
-        return kReasonBatteryReported;
+        return KPI_SOLAR_BATTERY_REPORTED;
     default:
         return kUnknown;
     }
