@@ -3,9 +3,9 @@
 # Asks the network only when something is missing; needs root, or sudo, only then.
 set -euo pipefail
 
-build=(g++ cmake ninja-build pkg-config libglib2.0-dev libsqlite3-dev)
+build=(g++ cmake ninja-build pkg-config libglib2.0-dev libsqlite3-dev libpulse-dev)
 run=(dbus-daemon)
-test=(libgtest-dev libgmock-dev python3)
+test=(libgtest-dev libgmock-dev pulseaudio python3)
 bench=(valgrind)
 ci=(clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev cppcheck gcovr)
 

@@ -133,7 +133,9 @@ TEST(FeaturesTest, ALineOfNonsenseIsNamedWithItsNumberAndTheRestCounts)
     EXPECT_EQ(Int("a/b/two"), 2);
     EXPECT_EQ(Int("a/b/three"), 3);
     EXPECT_EQ(LogLinesWith("/etc/vyrel-lite/features.d/a.conf line 4 is left out: \"this is no line\""), 1);
-    EXPECT_EQ(LogLinesWith("line 7 is left out: \"?" "?=?\""), 1);
+    EXPECT_EQ(LogLinesWith("line 7 is left out: \"?"
+                           "?=?\""),
+              1);
     EXPECT_EQ(LogLinesWith("left out"), 2);
 }
 

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "bus/Handles.h"
+
+#include <gio/gio.h>
+
+#include <device_power.h>
+
+struct _VantorPower1;
+
+namespace power {
+
+class PowerManager;
+
+/// The power manager for other programs: org.vantor.platform.Power1 at the platform's own name.
+class PowerObject
+{
+public:
+    explicit PowerObject(PowerManager& manager);
+    ~PowerObject();
+    PowerObject(const PowerObject&) = delete;
+    PowerObject& operator=(const PowerObject&) = delete;
+
+    void Export(GDBusConnection* connection);
+    void Withdraw();
+
+    void TellChange(const device_power_state_info& info) const;
+    /// Brings the properties up to date.
+    void Refresh() const;
+
+private:
+    bus::ObjectPtr<_VantorPower1> m_skeleton;
+    PowerManager& m_manager;
+    bool m_isExported = false;
+};
+
+} // namespace power
