@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Bluetooth/BluetoothEventSubscriber.h"
+#include "Bluetooth/ServiceMap.h"
 #include "Living.h"
 
 #include <bt_adapter.h>
@@ -8,7 +9,6 @@
 #include <bt_device.h>
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
 
@@ -91,8 +91,7 @@ private:
     std::unique_ptr<CBluetoothEventSubscriber> m_subscriber;
     std::shared_ptr<CDbusClient> m_dbusClient;
     std::shared_ptr<CSmartRcEventHandler> m_smartRcHandler;
-    /// Device address to the kind of its newest connection, until its signal strength is known.
-    std::map<std::string, std::string> m_serviceMap;
+    ServiceMap m_serviceMap;
     /// The question for a signal strength cannot be taken back, so its answer may come when the handler is gone.
     Living<CBluetoothEventHandler> m_living{this};
 };

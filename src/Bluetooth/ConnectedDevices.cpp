@@ -176,21 +176,21 @@ void CBluetoothEventHandler::onDeviceConnectionStateChanged(bool /*connected*/, 
 
 void CBluetoothEventHandler::onGattConnected(const std::string& address)
 {
-    m_serviceMap[address] = kGattService;
+    m_serviceMap.Put(address, kGattService);
     LOGI("Add WirelessInfo [%s:0x40]", address.c_str());
     setRssiCallback(address);
 }
 
 void CBluetoothEventHandler::onHidConnected(const std::string& address)
 {
-    m_serviceMap[address] = kHidService;
+    m_serviceMap.Put(address, kHidService);
     LOGI("Add WirelessInfo [%s:0x08]", address.c_str());
     setRssiCallback(address);
 }
 
 void CBluetoothEventHandler::onAudioConnected(const std::string& address, bt_audio_profile_type_e type)
 {
-    m_serviceMap[address] = type == BT_AUDIO_PROFILE_HANDS_FREE ? kHandsFreeService : kAudioService;
+    m_serviceMap.Put(address, type == BT_AUDIO_PROFILE_HANDS_FREE ? kHandsFreeService : kAudioService);
     // One line for both kinds of audio, whatever the map holds.
     LOGI("Add WirelessInfo [%s:0x02]", address.c_str());
     setRssiCallback(address);
@@ -216,8 +216,8 @@ void CBluetoothEventHandler::sendWirelessBtConnectKpi(const std::string& address
         Kpi::SendRemoteConnection(address, strength, KPI_REMOCON_CONNECTED);
         return;
     }
-    const auto service = m_serviceMap.find(address);
-    if (service == m_serviceMap.end()) {
+    const char* service = m_serviceMap.Find(address);
+    if (service == nullptr) {
         LOGE("Can not find service id of %s", address.c_str());
         return;
     }
@@ -225,11 +225,11 @@ void CBluetoothEventHandler::sendWirelessBtConnectKpi(const std::string& address
     if (!BluetoothUtil::getDeviceName(address, name)) {
         name = "InValidName";
     }
-    Kpi::SendDeviceConnection({.service = service->second,
+    Kpi::SendDeviceConnection({.service = service,
                                .name = name,
                                .address = address,
                                .rssi = strength,
                                .deviceCount = BluetoothUtil::getNumberOfBtdevice(),
                                .isDualAudio = BluetoothUtil::isDualAudio()});
-    m_serviceMap.erase(service);
+    m_serviceMap.Remove(address);
 }

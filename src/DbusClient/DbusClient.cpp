@@ -16,9 +16,9 @@ constexpr const char* kOwnName = "org.vantor.vyrel.lite";
 constexpr const char* kIrMonitorRunning = "/tmp/.bt_irmonitor";
 constexpr const char* kBusItself = "org.freedesktop.DBus";
 
-/// What dbus-daemon takes of a message at most, in bytes, where its configuration does not set "max_message_size" (its
-/// bus/config-parser.c). It drops the connection of whoever sends more, and the service with it. The protocol itself
-/// ends at 128 MiB.
+/// The largest message that dbus-daemon takes, in bytes with its header, unless its configuration sets
+/// "max_message_size"; its system.conf names this default. It drops the connection of whoever sends more, and the
+/// service with it. The protocol itself ends at 128 MiB.
 constexpr gsize kLargestMessage = 32UL * 1024 * 1024;
 /// A value takes up to eight times as much room in a message as in a GVariant. Up to this size that does no harm, and
 /// the exact size need not be worked out.

@@ -1,5 +1,7 @@
 #include "bluetooth/BluetoothTest.h"
 
+#include <array>
+#include <cstdio>
 #include <string>
 
 using testing::Contains;
@@ -611,6 +613,32 @@ TEST_F(ConnectedDevices, AFailedQuestionLeavesTheEntryInPlace)
     handler->sendWirelessBtConnectKpi(kPhone, -45);
 
     EXPECT_THAT(Events(), SizeIs(1));
+}
+
+std::string AddressOf(unsigned int number)
+{
+    std::array<char, 18> text{};
+    std::snprintf(text.data(), text.size(), "BB:00:00:00:%02X:%02X", number >> 8U & 0xFFU, number & 0xFFU);
+    return text.data();
+}
+
+TEST_F(ConnectedDevices, OfDevicesWhoseAnswerNeverComesTheNewestTwoHundredAndFiftySixAreRemembered)
+{
+    StartsAndSettles();
+    tv.Fails("bt_device_get_rssi_strength", kFailed);
+    for (unsigned int number = 0; number < 256; ++number) {
+        handler->onGattConnected(AddressOf(number));
+    }
+    handler->onHidConnected(AddressOf(0)); // known already, and now the newest
+    Forget();
+    handler->onGattConnected(AddressOf(256));
+    for (const unsigned int number : {0U, 1U, 2U, 255U, 256U}) {
+        handler->sendWirelessBtConnectKpi(AddressOf(number), -45);
+    }
+    EXPECT_THAT(Logs(), Contains("E Can not find service id of BB:00:00:00:00:01"));
+    ASSERT_THAT(Events(), SizeIs(4));
+    EXPECT_THAT(Events().front(), HasSubstr("{type=0x08;"));
+    EXPECT_THAT(Events().back(), HasSubstr("{type=0x40;"));
 }
 
 TEST_F(ConnectedDevices, AnAnswerThatNeverComesIsHarmless)
