@@ -4,6 +4,7 @@
 
 #include "DbusClient/DbusClient.h"
 #include "sim/Television.h"
+#include "support/MessageMatchers.h"
 #include "support/Peer.h"
 #include "support/PrivateBus.h"
 #include "support/RealTime.h"
