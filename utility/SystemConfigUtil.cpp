@@ -9,7 +9,6 @@ namespace Util {
 
 namespace {
 
-constexpr int kIrKeyCode = 1200; // the platform's number for it
 constexpr int kLfdProductType = 4;
 
 } // namespace
@@ -157,7 +156,7 @@ bool SystemConfigUtil::IsB2BOptionEnable()
 bool SystemConfigUtil::GetIrKeyCode(unsigned char& keyCode)
 {
     int value = 0;
-    if (system_info_get_value_int(kIrKeyCode, &value) != 0) {
+    if (system_info_get_value_int(SYSTEM_INFO_IR_KEY_CODE, &value) != 0) {
         return false;
     }
     keyCode = static_cast<unsigned char>(value & 0xFF);

@@ -11,23 +11,19 @@ namespace Util {
 
 namespace {
 
-constexpr power_state_e kNormal = 0;
-constexpr power_state_e kPictureOff = 1;
-constexpr power_state_e kBackgroundStandby = 2;
-constexpr power_state_e kLowPower = 4;
 constexpr int kUserAction = 1;
+// What the next three mean only the managers know that are told them.
+constexpr int kWakeUpReason = 1;
+constexpr int kPowerOffReason = 4;
+constexpr int kSuspendType = 2;
 
-constexpr int kAmbientArt = 1;
-constexpr int kAmbientLowPower = 2;
-constexpr int kArtPicture = 4;
-constexpr int kSuspendFromBackground = 4;
-constexpr int kTvSpeaker = 0;
-
+/// Whether the service holds the set in low-power mode: what it did not take it does not give back.
 bool lpmLockTaken = false;
 
 bool IsLowPowerAmbientMode()
 {
-    return TvStatusUtil::GetPowerState() == kLowPower && TvStatusUtil::GetAmbientMode() == kAmbientLowPower;
+    return TvStatusUtil::GetPowerState() == DEVICE_POWER_STATE_LOW_POWER &&
+           TvStatusUtil::GetAmbientMode() == DEVICE_POWER_AMBIENT_MODE_LOW_POWER;
 }
 
 bool WakesIntoArt()
@@ -35,7 +31,8 @@ bool WakesIntoArt()
     int fullPowerOffMode = 0;
     VconfUtil::GetVconf(VconfKey::DB_VYREL_AMBIENT_MODE_FULL_POWER_OFF_EVENT, fullPowerOffMode);
     return SystemConfigUtil::IsVellonTV() && !SystemConfigUtil::IsArtModeOnly() &&
-           TvStatusUtil::GetAmbientMode() == kAmbientLowPower && fullPowerOffMode == kAmbientArt;
+           TvStatusUtil::GetAmbientMode() == DEVICE_POWER_AMBIENT_MODE_LOW_POWER &&
+           fullPowerOffMode == DEVICE_POWER_AMBIENT_MODE_ART;
 }
 
 void WakeFromLowPower()
@@ -43,9 +40,9 @@ void WakeFromLowPower()
     LOGE("<Not Error> Go to Normal from Low Power Mode");
     if (WakesIntoArt()) {
         LOGI("turn on with artmode");
-        screen_manager_set_ambient_mode(kAmbientArt, kArtPicture);
+        screen_manager_set_ambient_mode(DEVICE_POWER_AMBIENT_MODE_ART, DEVICE_POWER_AMBIENT_TYPE_ART);
     } else {
-        screen_manager_set_ambient_mode(0, 0);
+        screen_manager_set_ambient_mode(DEVICE_POWER_AMBIENT_MODE_NONE, 0);
     }
 }
 
@@ -66,36 +63,36 @@ void TvStatusUtil::SetPowerState(power_state_e state)
 
 bool TvStatusUtil::IsValidPowerState()
 {
-    return GetPowerState() < kBackgroundStandby;
+    return GetPowerState() < DEVICE_POWER_STATE_STANDBY;
 }
 
 void TvStatusUtil::PictureOn()
 {
-    if (device_power_get_state() == kPictureOff) {
-        device_power_set_state(kNormal, kUserAction);
+    if (device_power_get_state() == DEVICE_POWER_STATE_PICTURE_OFF) {
+        device_power_set_state(DEVICE_POWER_STATE_NORMAL, kUserAction);
     }
 }
 
 void TvStatusUtil::SleepTv()
 {
     const power_state_e state = device_power_get_state();
-    if (state == kLowPower) {
+    if (state == DEVICE_POWER_STATE_LOW_POWER) {
         LOGE("<Not Error> Go to suspend from Low Power Mode");
-        screen_manager_set_ambient_mode(3, 2);
-    } else if (state == kBackgroundStandby) {
+        screen_manager_set_ambient_mode(DEVICE_POWER_AMBIENT_MODE_SUSPEND, kSuspendType);
+    } else if (state == DEVICE_POWER_STATE_STANDBY) {
         LOGI("Go to suspend  from BackGround Standby");
-        device_power_request_poweroff(kSuspendFromBackground);
+        device_power_request_poweroff(kPowerOffReason);
     }
 }
 
 void TvStatusUtil::WakeUpTv(power_state_e state)
 {
-    device_power_set_wakeup_reason(1);
-    if (state == kLowPower) {
+    device_power_set_wakeup_reason(kWakeUpReason);
+    if (state == DEVICE_POWER_STATE_LOW_POWER) {
         WakeFromLowPower();
-    } else if (state == kBackgroundStandby) {
+    } else if (state == DEVICE_POWER_STATE_STANDBY) {
         LOGI("Go to Normal from BackGround Standby");
-        device_power_set_state(kNormal, kUserAction);
+        device_power_set_state(DEVICE_POWER_STATE_NORMAL, kUserAction);
     }
 }
 
@@ -124,7 +121,7 @@ bool TvStatusUtil::IsArtAppShowing()
         LOGI("Not vellon TV");
         return false;
     }
-    return GetAmbientMode() == kAmbientArt && (GetAmbientType() & kArtPicture) != 0;
+    return GetAmbientMode() == DEVICE_POWER_AMBIENT_MODE_ART && (GetAmbientType() & DEVICE_POWER_AMBIENT_TYPE_ART) != 0;
 }
 
 void TvStatusUtil::LockLpmPowerState(int timeout)
@@ -153,7 +150,7 @@ void TvStatusUtil::UnlockLpmPowerState()
 
 void TvStatusUtil::SetStandbyPowerLock(int timeout)
 {
-    const int result = device_power_lock_state(kBackgroundStandby, timeout);
+    const int result = device_power_lock_state(DEVICE_POWER_STATE_STANDBY, timeout);
     if (result != 0) {
         LOGE("power lock state failed -> ret [%s]", CommonUtil::ERR_STR(result));
     }
@@ -162,7 +159,7 @@ void TvStatusUtil::SetStandbyPowerLock(int timeout)
 
 void TvStatusUtil::UnSetStandbyPowerLock()
 {
-    const int result = device_power_unlock_state(kBackgroundStandby);
+    const int result = device_power_unlock_state(DEVICE_POWER_STATE_STANDBY);
     if (result != 0) {
         LOGE("power lock state failed -> ret [%s]", CommonUtil::ERR_STR(result));
     }
@@ -176,19 +173,20 @@ void TvStatusUtil::SetMasterMute(bool mute)
 
 void TvStatusUtil::SetTvSpeakerMute(bool mute)
 {
-    sound_manager_set_device_mute(kTvSpeaker, mute);
+    sound_manager_set_device_mute(SOUND_DEVICE_TV_SPEAKER, mute);
 }
 
 bool TvStatusUtil::GetTvSpeakerMute()
 {
     bool mute = false;
-    sound_manager_get_device_mute(kTvSpeaker, &mute);
+    sound_manager_get_device_mute(SOUND_DEVICE_TV_SPEAKER, &mute);
     return mute;
 }
 
 bool TvStatusUtil::isBluetoothSpeakerSelection(sound_tv_output_route_e route)
 {
-    return route == 3 || route == 5 || route == 6;
+    return route == SOUND_TV_OUTPUT_BLUETOOTH || route == SOUND_TV_OUTPUT_BLUETOOTH_2 ||
+           route == SOUND_TV_OUTPUT_BLUETOOTH_3;
 }
 
 bool TvStatusUtil::isWifiSpeakerConnecting()

@@ -10,7 +10,6 @@ namespace Util {
 class TvStatusUtil
 {
 public:
-    // Power states: 0 normal, 1 picture off, 2 background standby, 3 off, 4 low-power mode.
     static power_state_e GetPowerState();
     static void SetPowerState(power_state_e state);
     /// True while the set is on, with its picture or without.
@@ -24,11 +23,11 @@ public:
     static int GetDeviceWakeUpReason();
 
     static int GetAmbientMode();
-    /// A bit mask; value 4 is the art picture.
+    /// A bit mask (DEVICE_POWER_AMBIENT_TYPE_...).
     static int GetAmbientType();
     static bool IsArtAppShowing();
 
-    /// Holds the set in low-power mode for \p timeout milliseconds. Only in power state 4 with ambient mode 2.
+    /// Holds the set in low-power mode for \p timeout milliseconds. Only while it shows the low-power picture.
     static void LockLpmPowerState(int timeout);
     /// Gives that lock up. Only in the same mode, and only if a lock was taken; a failed release leaves it taken.
     static void UnlockLpmPowerState();

@@ -82,7 +82,7 @@ void VconfUtil::SetVconf(int id, int value)
     LOGD("key : %s, value : %d", key, value);
 }
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param)
+// NOLINTNEXTLINE(performance-unnecessary-value-param): as SetVconf.
 void VconfUtil::SetVconfAsync(int id, std::string value)
 {
     const char* key = KeyOf(id);
