@@ -50,17 +50,17 @@ bool AutoSwitchingLauncher::OnTimerExpired()
 }
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the platform's engineers call it with a text of their own.
-bool AutoSwitchingLauncher::IsFileExist(std::string path)
+bool AutoSwitchingLauncher::IsFileExist(std::string path) const
 {
     return Util::SafeFile::CanBeRead(path);
 }
 
-bool AutoSwitchingLauncher::IsPemblePaired()
+bool AutoSwitchingLauncher::IsPemblePaired() const
 {
     return IsFileExist(kPairedFlag);
 }
 
-bool AutoSwitchingLauncher::IsContextManagerReady()
+bool AutoSwitchingLauncher::IsContextManagerReady() const
 {
     return IsFileExist(kContextManagerReady);
 }

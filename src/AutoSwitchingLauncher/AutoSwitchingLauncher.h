@@ -19,9 +19,9 @@ public:
     bool OnTimerExpired();
 
     /// \param path one of the service's fixed paths
-    bool IsFileExist(std::string path);
-    bool IsPemblePaired();
-    bool IsContextManagerReady();
+    bool IsFileExist(std::string path) const;
+    bool IsPemblePaired() const;
+    bool IsContextManagerReady() const;
     static void CreateAutoSwitchLaunchFile();
 
 private:

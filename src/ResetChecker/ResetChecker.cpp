@@ -19,7 +19,7 @@ const char* WordOf(bool isFactory)
 
 } // namespace
 
-int ResetChecker::getResetCountFromVconf(int keyId)
+int ResetChecker::getResetCountFromVconf(int keyId) const
 {
     const char* word = WordOf(keyId == VconfKey::DB_FACTORY_FACTORY_RESET_COUNT);
     int count = kNoCount;
@@ -31,17 +31,17 @@ int ResetChecker::getResetCountFromVconf(int keyId)
     return count;
 }
 
-int ResetChecker::getFactoryResetCountFromVconf()
+int ResetChecker::getFactoryResetCountFromVconf() const
 {
     return getResetCountFromVconf(VconfKey::DB_FACTORY_FACTORY_RESET_COUNT);
 }
 
-int ResetChecker::getServiceResetCountFromVconf()
+int ResetChecker::getServiceResetCountFromVconf() const
 {
     return getResetCountFromVconf(VconfKey::DB_FACTORY_SERVICE_RESET_COUNT);
 }
 
-int ResetChecker::getResetCountFromPreference(const std::string& fileName)
+int ResetChecker::getResetCountFromPreference(const std::string& fileName) const
 {
     const std::optional<std::string> text = Util::SafeFile::Read(Util::AppDataUtil::GetAppDataFilePath(fileName));
     if (!text) {
@@ -53,17 +53,17 @@ int ResetChecker::getResetCountFromPreference(const std::string& fileName)
     return count;
 }
 
-int ResetChecker::getFactoryResetCountFromPreference()
+int ResetChecker::getFactoryResetCountFromPreference() const
 {
     return getResetCountFromPreference(m_factoryFileName);
 }
 
-int ResetChecker::getServiceResetCountFromPreference()
+int ResetChecker::getServiceResetCountFromPreference() const
 {
     return getResetCountFromPreference(m_serviceFileName);
 }
 
-void ResetChecker::setResetCountToPreference(int count, const std::string& fileName)
+void ResetChecker::setResetCountToPreference(int count, const std::string& fileName) const
 {
     if (!Util::SafeFile::Replace(Util::AppDataUtil::GetAppDataFilePath(fileName), std::to_string(count))) {
         throw std::runtime_error("open fail");
@@ -71,29 +71,29 @@ void ResetChecker::setResetCountToPreference(int count, const std::string& fileN
     LOGE("<<Not Error> %s reset count = %d", WordOf(fileName == m_factoryFileName), count);
 }
 
-void ResetChecker::setFactoryResetCountToPreference(int count)
+void ResetChecker::setFactoryResetCountToPreference(int count) const
 {
     setResetCountToPreference(count, m_factoryFileName);
 }
 
-void ResetChecker::setServiceResetCountToPreference(int count)
+void ResetChecker::setServiceResetCountToPreference(int count) const
 {
     setResetCountToPreference(count, m_serviceFileName);
 }
 
-bool ResetChecker::isFactoryReset()
+bool ResetChecker::isFactoryReset() const
 {
     const int count = getFactoryResetCountFromVconf();
     return getFactoryResetCountFromPreference() != count;
 }
 
-bool ResetChecker::isServiceReset()
+bool ResetChecker::isServiceReset() const
 {
     const int count = getServiceResetCountFromVconf();
     return getServiceResetCountFromPreference() != count;
 }
 
-bool ResetChecker::isReset()
+bool ResetChecker::isReset() const
 {
     try {
         return isFactoryReset() || isServiceReset();
@@ -103,7 +103,7 @@ bool ResetChecker::isReset()
     }
 }
 
-void ResetChecker::syncFactoryResetCount()
+void ResetChecker::syncFactoryResetCount() const
 {
     try {
         setFactoryResetCountToPreference(getFactoryResetCountFromVconf());
@@ -113,7 +113,7 @@ void ResetChecker::syncFactoryResetCount()
     }
 }
 
-void ResetChecker::syncServiceResetCount()
+void ResetChecker::syncServiceResetCount() const
 {
     try {
         setServiceResetCountToPreference(getServiceResetCountFromVconf());
@@ -123,7 +123,7 @@ void ResetChecker::syncServiceResetCount()
     }
 }
 
-void ResetChecker::syncResetCount()
+void ResetChecker::syncResetCount() const
 {
     try {
         syncFactoryResetCount();
