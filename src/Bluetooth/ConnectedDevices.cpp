@@ -130,7 +130,7 @@ bool CBluetoothEventHandler::isA2dpPowerOn(std::string& address)
 
 void CBluetoothEventHandler::removeAllPairedDeviceToReset()
 {
-    int isRequested = 0;
+    int isRequested = 0; // set by the power-off of a reset (CTvStatusEventHandler::OnPowerStandbyCb)
     Util::VconfUtil::GetVconf(VconfKey::DB_VYREL_RESET, isRequested);
     if (isRequested == 0) {
         LOGE("<Not error> Not reset case.");

@@ -3,6 +3,7 @@
 #include "CommonUtil.h"
 #include "KernelLog.h"
 #include "LiteDebug.h"
+#include "ResetChecker/ResetChecker.h"
 #include "SafeFile.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "SystemConfigUtil.h"
@@ -21,9 +22,6 @@
 namespace {
 
 constexpr const char* kAutomationTestFlag = "/tmp/FACTORY_PRODCUTION";
-
-constexpr int kRotatorReset = 16;
-constexpr int kRotatorResetArgument = 255;
 
 constexpr int kMostRetries = 10;
 constexpr int kUsPerMs = 1000;
@@ -68,7 +66,7 @@ void CTvStatusEventHandler::SendResetCommand()
     SendResetCommandToHalvoWheel();
 }
 
-void CTvStatusEventHandler::ResetRotator()
+void CTvStatusEventHandler::ResetRotator() const
 {
     if (!Util::SystemConfigUtil::IsSupportRotator()) {
         LOGI("Not Support rotator so do not send reset command");
@@ -91,7 +89,7 @@ bool CTvStatusEventHandler::IsRotatorConnected()
 
 void CTvStatusEventHandler::SendResetCommandToRotator()
 {
-    const int result = bt_hid_send_rotator_bt_command(kRotatorReset, kRotatorResetArgument);
+    const int result = bt_hid_send_rotator_bt_command(BT_HID_ROTATOR_COMMAND_RESET, BT_HID_ROTATOR_RESET_ARGUMENT);
     LOGI("result = %s", Util::CommonUtil::ERR_STR(result));
 }
 
@@ -136,12 +134,24 @@ bool CTvStatusEventHandler::IsAutomationTestMode()
     return true;
 }
 
-int CTvStatusEventHandler::GetSleepTimeForReset()
+int CTvStatusEventHandler::GetSleepTimeForReset() const
 {
     // The remotes began to erase before the retries; what those took need not be waited for again.
     const int sleepMs = kEraseMs - kRetryMs * m_resetRetryCount;
     LOGI("smart Rc reset retry count = %d sleep time = %d", m_resetRetryCount, sleepMs);
     return sleepMs * kUsPerMs;
+}
+
+bool CTvStatusEventHandler::WasReset()
+{
+    return ResetChecker().isReset();
+}
+
+void CTvStatusEventHandler::FinishReset()
+{
+    // The counters follow last: when the power fails before, the next start clears the settings again.
+    ResetVconfKeys();
+    ResetChecker().syncResetCount();
 }
 
 void CTvStatusEventHandler::ResetVconfKeys()

@@ -2,6 +2,7 @@
 
 #include "CommonUtil.h"
 #include "DbusClient/DbusClient.h"
+#include "Guard.h"
 #include "KernelLog.h"
 #include "LiteDebug.h"
 #include "TvStatusEventHandler/PowerOffOption.h"
@@ -13,6 +14,7 @@
 
 #include <bt_adapter.h>
 #include <bt_error.h>
+#include <device_power.h>
 
 #include <string>
 
@@ -21,7 +23,6 @@ namespace {
 constexpr const char* kOwnPackage = "org.vantor.vyrel";
 
 constexpr int kUpdateLockMs = 15000;
-constexpr int kWokenByStandbyReboot = 50;
 constexpr int kRebootForRecovery = 34;
 
 constexpr int kMostHeadlessRetries = 35;
@@ -46,6 +47,8 @@ int CTvStatusEventHandler::OnPowerStandbyCb(int option)
         }
     } else if (PowerOffOption::IsReset(option)) {
         LOGE("<Not error> Reset : %d", option);
+        // Found by the next adapter that comes up, which removes the pairings and clears it
+        // (CBluetoothEventHandler::removeAllPairedDeviceToReset); the second flag is for a sibling.
         Util::VconfUtil::SetVconfAsync(VconfKey::DB_VYREL_RESET, 1);
         Util::VconfUtil::SetVconfAsync(VconfKey::DB_COM_QUORIX_TV_BT_MDEMANAGER_BTINFOSYNC_FACTORY_RESET_FLAG, 1);
         SendResetCommand();
@@ -56,10 +59,7 @@ int CTvStatusEventHandler::OnPowerStandbyCb(int option)
 
 int CTvStatusEventHandler::OnPowerOffEvent(device_poweroff_info* info)
 {
-    if (info == nullptr) {
-        LOGE("info is NULL");
-        return 0;
-    }
+    RETURN_IF_NULL(info, "info is NULL", 0);
     LOGE("<Not error> enter OnPowerOffEvent");
     const int option = info->option;
     if (PowerOffOption::IsReset(option)) {
@@ -83,7 +83,7 @@ int CTvStatusEventHandler::OnPowerOffEvent(device_poweroff_info* info)
     return 0;
 }
 
-int CTvStatusEventHandler::OnPostPowerOffEvent(device_poweroff_info* info)
+int CTvStatusEventHandler::OnPostPowerOffEvent(device_poweroff_info* info) const
 {
     LOGE("<Not error> enter OnPostPowerOffEvent");
     if (info != nullptr && PowerOffOption::IsReset(info->option)) {
@@ -97,7 +97,7 @@ int CTvStatusEventHandler::OnPostPowerOffEvent(device_poweroff_info* info)
     return 0;
 }
 
-int CTvStatusEventHandler::OnAmbientPowerOff(device_poweroff_info*)
+int CTvStatusEventHandler::OnAmbientPowerOff(device_poweroff_info*) const
 {
     LOGE("<Not Error> OnAmbientPowerOff");
     if (NeedColdBootToReset()) {
@@ -122,7 +122,7 @@ int CTvStatusEventHandler::OnAmbientPowerOff(device_poweroff_info*)
     return 0;
 }
 
-int CTvStatusEventHandler::OnWakeUp(int)
+int CTvStatusEventHandler::OnWakeUp(int) const
 {
     const int result = bt_adapter_set_headless_mode(false);
     LOGE("<Not Error> bt_adapter_set_headless_mode[false], ret = [%s]", Util::CommonUtil::ERR_STR(result));
@@ -132,7 +132,7 @@ int CTvStatusEventHandler::OnWakeUp(int)
 bool CTvStatusEventHandler::NeedColdBootToReset()
 {
     // A restart out of standby was the cure already; a second one would not help and might never end.
-    if (device_power_get_wakeup_reason() == kWokenByStandbyReboot) {
+    if (device_power_get_wakeup_reason() == DEVICE_POWER_WAKEUP_STANDBY_REBOOT) {
         LOGI("wake up reason is POWER_WAKEUP_REASON_STANDBY_REBOOT, do not cold boot for recovery");
         return false;
     }

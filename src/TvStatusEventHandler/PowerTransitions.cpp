@@ -2,8 +2,9 @@
 
 #include "DbusClient/DbusClient.h"
 #include "DbusClient/Sibling.h"
-#include "GlibPointers.h"
+#include "Guard.h"
 #include "KernelLog.h"
+#include "LastSpeaker.h"
 #include "LiteDebug.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "SystemConfigUtil.h"
@@ -11,9 +12,10 @@
 #include "TvStatusUtil.h"
 #include "VconfUtil.h"
 
-#include <gio/gio.h>
+#include <glib.h>
 
 #include <bt_adapter.h>
+#include <device_power.h>
 #include <vconf.h>
 
 #include <algorithm>
@@ -21,16 +23,14 @@
 
 namespace {
 
-constexpr const char* kGripPopupCountKey = "memory/vyrel/count_display_grip_sensor_popup";
-
-constexpr unsigned int kSpeakerDelayMs = 10000;
+/// How long the set is held while Bluetooth's hardware gets ready. An adapter that is up earlier gives the lock back
+/// (CBluetoothEventHandler::handleAdapterEnable).
 constexpr int kLockMs = 60000;
-constexpr int kLowPowerAmbientMode = 2;
 
 struct Transition
 {
     int newState;
-    void (CTvStatusEventHandler::*handler)(device_power_state_info*);
+    void (CTvStatusEventHandler::*handler)(device_power_state_info*) const;
 };
 
 constexpr std::array<Transition, 5> kTransitions = {{
@@ -41,42 +41,19 @@ constexpr std::array<Transition, 5> kTransitions = {{
     {DEVICE_POWER_STATE_SUSPEND, &CTvStatusEventHandler::GoToSuspendPowerState},
 }};
 
-/// The sound routes after which a speaker is called back.
-constexpr bool IsSpeakerRoute(int route)
+/// True for the ambient modes in which the adapter is in headless mode, where the low-power picture cannot use it. A
+/// set that shows the art picture or the low-power picture already has its adapter on.
+constexpr bool IsAdapterHeadless(int previousAmbientMode)
 {
-    return route == 3 || route == 5;
-}
-
-/// The ambient modes from which the set enters low power with its adapter in headless mode.
-constexpr bool LeavesHeadlessMode(int previousAmbientMode)
-{
-    return previousAmbientMode == 0 || previousAmbientMode == 3;
-}
-
-bool IsMissing(const device_power_state_info* info)
-{
-    if (info == nullptr) {
-        LOGE("info is NULL");
-    }
-    return info == nullptr;
-}
-
-void TellConnectionManager(CDbusClient* client, const char* signal, GVariant* body)
-{
-    const Util::VariantPtr owned = Util::TakeBody(body);
-    if (client != nullptr) {
-        client->SendDbusSignal(kConnectionManager.name, kConnectionManager.path, kConnectionManager.interface, signal,
-                               owned.get());
-    }
+    return previousAmbientMode == DEVICE_POWER_AMBIENT_MODE_NONE ||
+           previousAmbientMode == DEVICE_POWER_AMBIENT_MODE_SUSPEND;
 }
 
 } // namespace
 
 int CTvStatusEventHandler::HandlePowerStateChanged(device_power_state_info* info)
 {
-    if (IsMissing(info)) {
-        return 0;
-    }
+    RETURN_IF_NULL(info, "info is NULL", 0);
     LOGI("power state is changed from %d to %d", info->prev_state, info->new_state);
     const auto* transition = std::find_if(kTransitions.begin(), kTransitions.end(),
                                           [info](const Transition& row) { return row.newState == info->new_state; });
@@ -88,39 +65,30 @@ int CTvStatusEventHandler::HandlePowerStateChanged(device_power_state_info* info
     Util::VconfUtil::GetVconf(VconfKey::DB_VYREL_LASTSOUNDROUTE, lastSoundRoute);
     const bool isSwitchedOn =
         info->new_state == DEVICE_POWER_STATE_NORMAL && info->prev_state != DEVICE_POWER_STATE_NORMAL;
-    if (IsSpeakerRoute(lastSoundRoute) && isSwitchedOn) {
-        g_timeout_add(kSpeakerDelayMs, HandleLastConnectedSpk, this);
+    if (LastSpeaker::IsRouteTo(lastSoundRoute) && isSwitchedOn) {
+        g_timeout_add(LastSpeaker::kCallBackDelay, HandleLastConnectedSpk, this);
         LOGI("last Soundoutput is bt spk timer added");
     }
 
     // Last, so that whoever hears it finds the adapter as the new state wants it.
-    TellConnectionManager(m_dbusClient.get(), "PowerStateChanged",
-                          g_variant_new("(iiiiii)", info->f0, info->f1, info->prev_state, info->new_state,
-                                        info->prev_ambient_mode, info->new_ambient_mode));
+    Signal(m_dbusClient.get(), kConnectionManager, "PowerStateChanged",
+           g_variant_new("(iiiiii)", info->f0, info->f1, info->prev_state, info->new_state, info->prev_ambient_mode,
+                         info->new_ambient_mode));
     return 0;
 }
 
 int CTvStatusEventHandler::HandleLastConnectedSpk(void* self)
 {
-    if (self == nullptr) {
-        LOGE("userData is NULL");
-        return G_SOURCE_REMOVE;
-    }
-    const std::shared_ptr<CDbusClient>& client = static_cast<CTvStatusEventHandler*>(self)->m_dbusClient;
-    if (client) {
-        client->SendDbusMethod(kConnectionManager.name, kConnectionManager.path, kConnectionManager.interface,
-                               "LastConnectedBtSpk", nullptr);
-    }
+    RETURN_IF_NULL(self, "userData is NULL", G_SOURCE_REMOVE);
+    Call(static_cast<CTvStatusEventHandler*>(self)->m_dbusClient.get(), kConnectionManager, "LastConnectedBtSpk");
     return G_SOURCE_REMOVE;
 }
 
-void CTvStatusEventHandler::GoToNormalPowerState(device_power_state_info* info)
+void CTvStatusEventHandler::GoToNormalPowerState(device_power_state_info* info) const
 {
-    if (IsMissing(info)) {
-        return;
-    }
+    RETURN_IF_NULL(info, "info is NULL");
     if (info->prev_state != DEVICE_POWER_STATE_PICTURE_OFF) {
-        vconf_set_int(kGripPopupCountKey, 0);
+        vconf_set_int(VconfKey::kGripPopupCount, 0);
     }
     bt_adapter_set_visibility(Util::SystemConfigUtil::IsBluetoothDiscoverable()
                                   ? BT_ADAPTER_VISIBILITY_MODE_GENERAL_DISCOVERABLE
@@ -136,26 +104,25 @@ void CTvStatusEventHandler::GoToNormalPowerState(device_power_state_info* info)
     }
 }
 
-void CTvStatusEventHandler::GoToNormalPictureoff(device_power_state_info*)
+void CTvStatusEventHandler::GoToNormalPictureoff(device_power_state_info*) const
 {
     LOGD("Do nothing");
 }
 
-void CTvStatusEventHandler::GoToStandbyPowerState(device_power_state_info* info)
+void CTvStatusEventHandler::GoToStandbyPowerState(device_power_state_info* info) const
 {
-    if (IsMissing(info)) {
-        return;
-    }
+    RETURN_IF_NULL(info, "info is NULL");
     const int previous = info->prev_state;
     if (previous == DEVICE_POWER_STATE_NORMAL || previous == DEVICE_POWER_STATE_PICTURE_OFF) {
         Util::VconfUtil::SetVconf(VconfKey::DB_VYREL_AMBIENT_MODE_FULL_POWER_OFF_EVENT, info->prev_ambient_mode);
         bt_adapter_set_visibility(BT_ADAPTER_VISIBILITY_MODE_NON_DISCOVERABLE, 0);
         LOGI("Set adapter visibility BT_ADAPTER_VISIBILITY_MODE_NON_DISCOVERABLE");
-        TellConnectionManager(m_dbusClient.get(), "StandbyPowerStatefromNormal", nullptr);
+        Signal(m_dbusClient.get(), kConnectionManager, "StandbyPowerStatefromNormal");
         if (m_smartRcHandler) {
             m_smartRcHandler->SendAmbiLightKpi();
         }
-    } else if (previous == DEVICE_POWER_STATE_SUSPEND && info->prev_ambient_mode != kLowPowerAmbientMode) {
+    } else if (previous == DEVICE_POWER_STATE_SUSPEND &&
+               info->prev_ambient_mode != DEVICE_POWER_AMBIENT_MODE_LOW_POWER) {
         LOGE("<NOT ERROR> power state form suspend(except LPM). Lock standby power state for 60sec to wait for bt hw "
              "ready");
         __print_kernel_log("VYREL", __func__, "request standby lock");
@@ -163,25 +130,24 @@ void CTvStatusEventHandler::GoToStandbyPowerState(device_power_state_info* info)
     }
 }
 
-void CTvStatusEventHandler::GoToOffPowerState(device_power_state_info*)
+void CTvStatusEventHandler::GoToOffPowerState(device_power_state_info*) const
 {
     LOGD("Do nothing");
 }
 
-void CTvStatusEventHandler::GoToSuspendPowerState(device_power_state_info* info)
+void CTvStatusEventHandler::GoToSuspendPowerState(device_power_state_info* info) const
 {
-    if (IsMissing(info)) {
-        return;
-    }
-    if (info->prev_state == DEVICE_POWER_STATE_SUSPEND && info->new_ambient_mode == kLowPowerAmbientMode) {
+    RETURN_IF_NULL(info, "info is NULL");
+    if (info->prev_state == DEVICE_POWER_STATE_SUSPEND &&
+        info->new_ambient_mode == DEVICE_POWER_AMBIENT_MODE_LOW_POWER) {
         GoToLowPowerAmbientMode(info->prev_ambient_mode);
     }
 }
 
-void CTvStatusEventHandler::GoToLowPowerAmbientMode(int previousAmbientMode)
+void CTvStatusEventHandler::GoToLowPowerAmbientMode(int previousAmbientMode) const
 {
     LOGI("previous ambient mode : %d", previousAmbientMode);
-    if (!LeavesHeadlessMode(previousAmbientMode)) {
+    if (!IsAdapterHeadless(previousAmbientMode)) {
         return;
     }
     __print_kernel_log("VYREL", __func__, "request lpm lock");

@@ -1,7 +1,7 @@
-// From the power manager's notices to the handlers, and the look back at a reset that came before this start.
+// From the power manager's notices to the handlers.
 
+#include "Guard.h"
 #include "LiteDebug.h"
-#include "ResetChecker/ResetChecker.h"
 #include "TvStatusEventHandler/TvStatusEventHandler.h"
 
 #include <glib.h>
@@ -10,7 +10,8 @@
 
 namespace {
 
-/// Deinit names functions of its own, which were never subscribed, so the subscriptions last as long as the process.
+/// Deinit names functions of its own, which were never subscribed, so the subscriptions last as long as the process. A
+/// notice that comes when the handler is gone is logged and dropped.
 enum class NamedBy
 {
     Init,
@@ -20,11 +21,9 @@ enum class NamedBy
 template <NamedBy, auto Handler, typename Argument>
 int Forward(Argument argument, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return 0;
-    }
-    return (static_cast<CTvStatusEventHandler*>(userData)->*Handler)(argument);
+    CTvStatusEventHandler* handler = Living<CTvStatusEventHandler>::Find(userData);
+    RETURN_IF_NULL(handler, "userData is NULL", 0);
+    return (handler->*Handler)(argument);
 }
 
 template <NamedBy By>
@@ -66,12 +65,9 @@ void CTvStatusEventHandler::Init(std::shared_ptr<CDbusClient> dbusClient,
     device_power_subscribe_state_changed_event(Mine::kStateChanged, this);
     device_power_subscribe_standby(Mine::kStandby, this);
 
-    ResetChecker resetChecker;
-    if (resetChecker.isReset()) {
+    if (WasReset()) {
         LOGE("<<Not Error>> Reset Case");
-        // The counters follow last: when the power fails before, the next start clears the settings again.
-        ResetVconfKeys();
-        resetChecker.syncResetCount();
+        FinishReset();
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <bt_adapter.h>
+#include "Living.h"
+
 #include <device_power.h>
 
 #include <memory>
@@ -24,40 +25,43 @@ class CTvStatusEventHandler
 {
 public:
     CTvStatusEventHandler() = default;
-    /// Timers that are still pending go too; the subscriptions are the process's.
+    /// Timers that are still pending go too.
     ~CTvStatusEventHandler();
     CTvStatusEventHandler(const CTvStatusEventHandler&) = delete;
     CTvStatusEventHandler& operator=(const CTvStatusEventHandler&) = delete;
 
     // --- Subscriptions: Subscriptions.cpp ---
 
+    /// Subscribes to the six notices, then finishes a reset that came before this start.
     void Init(std::shared_ptr<CDbusClient> dbusClient, std::shared_ptr<CSmartRcEventHandler> smartRcHandler);
+    /// Ends no subscription: all six outlive it and end with the process. A notice is handled until the handler is
+    /// gone.
     void Deinit();
 
     // --- Changes of power state: PowerTransitions.cpp ---
 
     int HandlePowerStateChanged(device_power_state_info* info);
     static int HandleLastConnectedSpk(void* self);
-    void GoToNormalPowerState(device_power_state_info* info);
-    void GoToNormalPictureoff(device_power_state_info* info);
-    void GoToStandbyPowerState(device_power_state_info* info);
-    void GoToOffPowerState(device_power_state_info* info);
-    void GoToSuspendPowerState(device_power_state_info* info);
-    void GoToLowPowerAmbientMode(int previousAmbientMode);
+    void GoToNormalPowerState(device_power_state_info* info) const;
+    void GoToNormalPictureoff(device_power_state_info* info) const;
+    void GoToStandbyPowerState(device_power_state_info* info) const;
+    void GoToOffPowerState(device_power_state_info* info) const;
+    void GoToSuspendPowerState(device_power_state_info* info) const;
+    void GoToLowPowerAmbientMode(int previousAmbientMode) const;
 
     // --- Power-off and wake-up: PowerOff.cpp ---
 
     int OnPowerStandbyCb(int option);
     int OnPowerOffEvent(device_poweroff_info* info);
-    int OnPostPowerOffEvent(device_poweroff_info* info);
-    int OnAmbientPowerOff(device_poweroff_info* info);
-    int OnWakeUp(int reason);
+    int OnPostPowerOffEvent(device_poweroff_info* info) const;
+    int OnAmbientPowerOff(device_poweroff_info* info) const;
+    int OnWakeUp(int reason) const;
     static bool NeedColdBootToReset();
 
     // --- Reset: BluetoothReset.cpp ---
 
     void SendResetCommand();
-    void ResetRotator();
+    void ResetRotator() const;
     static bool IsRotatorConnected();
     static void SendResetCommandToRotator();
     void SendResetCommandToSmartRc();
@@ -67,13 +71,19 @@ public:
     static void FactoryReset();
     static bool IsAutomationTestMode();
     /// \return microseconds
-    int GetSleepTimeForReset();
+    int GetSleepTimeForReset() const;
     static void ResetVconfKeys();
     static void RemoveAllHeadlessDevice();
 
 private:
+    /// True when the set was reset since the service last ran, or nobody can say.
+    static bool WasReset();
+    static void FinishReset();
+
     std::shared_ptr<CDbusClient> m_dbusClient;
     std::shared_ptr<CSmartRcEventHandler> m_smartRcHandler;
     /// Retries made so far, shared by both remotes; cleared after the wait of a reset.
     int m_resetRetryCount = 0;
+    /// The power manager keeps the handler's address for good.
+    Living<CTvStatusEventHandler> m_living{this};
 };

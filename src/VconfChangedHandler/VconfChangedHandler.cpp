@@ -2,7 +2,7 @@
 
 #include "DbusClient/DbusClient.h"
 #include "DbusClient/Sibling.h"
-#include "GlibPointers.h"
+#include "Guard.h"
 #include "LiteDebug.h"
 #include "Utf8.h"
 
@@ -11,9 +11,8 @@
 
 namespace {
 
-constexpr unsigned int kTimeoutMs = 5000;
-
-/// Deinit names functions of its own, which were never registered, so the watches last as long as the process.
+/// Deinit names functions of its own, which were never registered, so the watches last as long as the process. A notice
+/// that comes when the handler is gone is logged and dropped.
 enum class NamedBy
 {
     Init,
@@ -23,11 +22,9 @@ enum class NamedBy
 template <NamedBy, auto Handler>
 void Forward(keynode_t* keyNode, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return;
-    }
-    (static_cast<CVconfChangedHandler*>(userData)->*Handler)(keyNode);
+    const CVconfChangedHandler* handler = Living<CVconfChangedHandler>::Find(userData);
+    RETURN_IF_NULL(handler, "userData is NULL");
+    (handler->*Handler)(keyNode);
 }
 
 struct Watch
@@ -47,24 +44,6 @@ constexpr std::array<Watch, 5> kWatches = {{
      Forward<By, &CVconfChangedHandler::OnLastBtspkConnectingStatusVconfChanged>},
 }};
 
-bool IsMissing(const keynode_t* keyNode)
-{
-    if (keyNode == nullptr) {
-        LOGE("keyNode is NULL");
-    }
-    return keyNode == nullptr;
-}
-
-/// Calls and waits, so that the receiver has served one write before it hears of the next.
-void Tell(CDbusClient* client, const Sibling& sibling, const char* method, GVariant* body)
-{
-    const Util::VariantPtr owned = Util::TakeBody(body);
-    if (client != nullptr) {
-        const Util::VariantPtr reply(
-            client->SendDbusMethodSync(sibling.name, sibling.path, sibling.interface, method, owned.get(), kTimeoutMs));
-    }
-}
-
 } // namespace
 
 void CVconfChangedHandler::Init(std::shared_ptr<CDbusClient> dbusClient)
@@ -82,34 +61,28 @@ void CVconfChangedHandler::Deinit()
     }
 }
 
-void CVconfChangedHandler::OnAutoOnOffMobileListVconfKeyChanged(keynode_t*) {}
+void CVconfChangedHandler::OnAutoOnOffMobileListVconfKeyChanged(keynode_t*) const {}
 
-void CVconfChangedHandler::OnSMDeviceListVconfKeyChanged(keynode_t*) {}
+void CVconfChangedHandler::OnSMDeviceListVconfKeyChanged(keynode_t*) const {}
 
-void CVconfChangedHandler::OnAudioMultiOutputChanged(keynode_t* keyNode)
+void CVconfChangedHandler::OnAudioMultiOutputChanged(keynode_t* keyNode) const
 {
-    if (IsMissing(keyNode)) {
-        return;
-    }
-    Tell(m_dbusClient.get(), kConnectionManager, "AudioMultiOutputChanged",
-         g_variant_new("(i)", vconf_keynode_get_int(keyNode)));
+    RETURN_IF_NULL(keyNode, "keyNode is NULL");
+    Ask(m_dbusClient.get(), kConnectionManager, "AudioMultiOutputChanged",
+        g_variant_new("(i)", vconf_keynode_get_int(keyNode)));
 }
 
-void CVconfChangedHandler::OnConnectionShiftControlChanged(keynode_t* keyNode)
+void CVconfChangedHandler::OnConnectionShiftControlChanged(keynode_t* keyNode) const
 {
-    if (IsMissing(keyNode)) {
-        return;
-    }
+    RETURN_IF_NULL(keyNode, "keyNode is NULL");
     const char* text = vconf_keynode_get_str(keyNode);
-    Tell(m_dbusClient.get(), kConnectionShift, "ConnectionShiftControl",
-         g_variant_new("(s)", Util::ToValidUtf8(text != nullptr ? text : "").c_str()));
+    Ask(m_dbusClient.get(), kConnectionShift, "ConnectionShiftControl",
+        g_variant_new("(s)", Util::ToValidUtf8(text != nullptr ? text : "").c_str()));
 }
 
-void CVconfChangedHandler::OnLastBtspkConnectingStatusVconfChanged(keynode_t* keyNode)
+void CVconfChangedHandler::OnLastBtspkConnectingStatusVconfChanged(keynode_t* keyNode) const
 {
-    if (IsMissing(keyNode)) {
-        return;
-    }
-    Tell(m_dbusClient.get(), kConnectionManager, "LastBtSpkConnectingStatusVconfChanged",
-         g_variant_new("(i)", vconf_keynode_get_int(keyNode)));
+    RETURN_IF_NULL(keyNode, "keyNode is NULL");
+    Ask(m_dbusClient.get(), kConnectionManager, "LastBtSpkConnectingStatusVconfChanged",
+        g_variant_new("(i)", vconf_keynode_get_int(keyNode)));
 }

@@ -128,6 +128,23 @@ TEST_F(PowerSubscriptions, ANoticeForNobodyIsDropped)
     EXPECT_EQ(tv.tape.Messages(), std::vector<std::string>(6, "E userData is NULL"));
 }
 
+TEST_F(PowerSubscriptions, ANoticeThatComesWhenTheHandlerIsGoneIsDropped)
+{
+    handler->Deinit();
+    handler.reset();
+    tv.tape.Clear();
+
+    tv.power.LeavesAmbientByPowerOff(0);
+    tv.power.PowersOff(0);
+    tv.power.WakesUp(1);
+    tv.power.GoesTo(1);
+    tv.power.AnnouncesStandby(13);
+    Settle();
+
+    EXPECT_THAT(Deeds(), IsEmpty());
+    EXPECT_EQ(tv.tape.Messages(), std::vector<std::string>(6, "E userData is NULL"));
+}
+
 class PowerTransitions : public PowerLife
 {};
 

@@ -283,6 +283,22 @@ TEST_F(SettingWatchers, ANoticeForNobodyIsDropped)
     EXPECT_THAT(tv.tape.Bus(), IsEmpty());
 }
 
+TEST_F(SettingWatchers, ANoticeThatComesWhenTheHandlerIsGoneIsDropped)
+{
+    auto another = std::make_unique<CVconfChangedHandler>();
+    another->Init(dbus);
+    another->Deinit();
+    CVconfChangedHandler* const gone = another.get();
+    another.reset();
+    tv.tape.Clear();
+    for (const vconf_callback_fn forwarder : forwardersOfInit) {
+        forwarder(nullptr, gone);
+    }
+    EXPECT_EQ(tv.tape.Messages(), std::vector<std::string>(forwardersOfInit.size(), "E userData is NULL"));
+    EXPECT_THAT(tv.tape.Bus(), IsEmpty());
+    handler.Init(dbus); // the store has one receiver for each function, and it is to be a living one again
+}
+
 TEST_F(SettingWatchers, TheFunctionsThatDeinitNamesDoTheSameAndAreOthers)
 {
     forwardersOfDeinit.clear();
