@@ -1,5 +1,7 @@
 #include "StopHook/StopHook.h"
 
+#include "LiteDebug.h"
+
 #include <glib-unix.h>
 
 #include <signal.h>
@@ -15,9 +17,10 @@ namespace {
 
 constexpr std::array kStopSignals = {SIGTERM, SIGINT};
 
-// What the signal handler may touch: it is set before the handlers are and cleared after them.
-volatile sig_atomic_t signalledFd = -1;
-std::atomic_flag isStopping = ATOMIC_FLAG_INIT;
+// The eventfd that the first signal takes and writes to, or -1: it was taken, or there is no hook. The signal handler
+// may touch nothing else, and this only because it is lock-free.
+std::atomic<int> untakenFd = -1;
+static_assert(std::atomic<int>::is_always_lock_free);
 
 void SetDefaultActions()
 {
@@ -28,17 +31,19 @@ void SetDefaultActions()
     }
 }
 
-/// Runs in signal context. Both signals get their default effect back here rather than in the loop, which may be held.
+/// Runs in signal context. Both signals get their default effect back here and not in the loop: a bus call may block
+/// the loop for seconds, and a second signal is to end the process all the same.
 void OnStopSignal(int stopSignal)
 {
     const int savedErrno = errno;
     SetDefaultActions();
-    if (isStopping.test_and_set()) {
-        // The second one came while another thread was still at the first: it has its default effect all the same.
-        raise(stopSignal);
-    } else {
+    const int eventFd = untakenFd.exchange(-1);
+    if (eventFd >= 0) {
         const std::uint64_t one = 1;
-        [[maybe_unused]] const ssize_t written = write(signalledFd, &one, sizeof one);
+        [[maybe_unused]] const ssize_t written = write(eventFd, &one, sizeof one);
+    } else {
+        // The second signal reached another thread before this handler had run for the first.
+        raise(stopSignal);
     }
     errno = savedErrno;
 }
@@ -56,6 +61,8 @@ void SetStopActions()
     }
 }
 
+/// Goes on, because the hook removes this source by its id, and removing one that is gone is a GLib critical. The event
+/// is not read, so a loop that is run once more after the signal ends at once.
 gboolean QuitLoop(gint, GIOCondition, gpointer loop)
 {
     g_main_loop_quit(static_cast<GMainLoop*>(loop));
@@ -69,19 +76,25 @@ void ReleaseLoop(gpointer loop)
 
 } // namespace
 
-StopHook::StopHook(GMainLoop* loop)
-    : m_eventFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      m_source(g_unix_fd_add_full(G_PRIORITY_DEFAULT, m_eventFd, G_IO_IN, QuitLoop, g_main_loop_ref(loop), ReleaseLoop))
+StopHook::StopHook(GMainLoop* loop) : m_eventFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), m_source(0)
 {
-    signalledFd = m_eventFd;
-    isStopping.clear();
+    if (m_eventFd < 0) {
+        LOGE("SIGTERM and SIGINT end the process without a stop in order: %s", g_strerror(errno));
+        return;
+    }
+    m_source = g_unix_fd_add_full(G_PRIORITY_DEFAULT, m_eventFd, G_IO_IN, QuitLoop, g_main_loop_ref(loop), ReleaseLoop);
+    untakenFd = m_eventFd;
     SetStopActions();
 }
 
 StopHook::~StopHook()
 {
+    if (m_eventFd < 0) {
+        return;
+    }
     SetDefaultActions();
-    signalledFd = -1;
+    // Another thread may be in the handler still, and must not write to whatever has this number next.
+    untakenFd = -1;
     g_source_remove(m_source);
     close(m_eventFd);
 }

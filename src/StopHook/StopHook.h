@@ -6,7 +6,8 @@
 /// the second ends the process at once, also while the loop is held by a call that blocks. A signal that comes before
 /// the loop runs ends it as soon as it does.
 ///
-/// There is one per process; when it goes, both signals have their default effect again.
+/// There is one at a time in a process; when it goes, both signals have their default effect again. Without a file
+/// descriptor left for it the signals keep the effect that they have, and the log says so.
 class StopHook
 {
 public:
@@ -17,6 +18,6 @@ public:
     StopHook& operator=(const StopHook&) = delete;
 
 private:
-    int m_eventFd;
+    int m_eventFd; ///< -1 when there was none to be had
     unsigned int m_source;
 };

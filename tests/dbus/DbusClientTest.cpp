@@ -408,12 +408,17 @@ TEST_F(DbusClientWithoutABus, SaysSoAtEachTryAndGivesWhatAFailedCallGives)
     EXPECT_THAT(m_tv.tape.Messages(), Contains("E g_dbus_connection_emit_signal = failed"));
 }
 
-TEST_F(DbusClientWithoutABus, StartsListensAndStopsAllTheSame)
+TEST_F(DbusClientWithoutABus, SaysOnceForEachSubscriptionThatItCannotListenAndStopsInSilence)
 {
     m_client.Init();
+    EXPECT_THAT(m_tv.tape.Messages(), ElementsAre(StartsWith("E g_bus_get_sync fail, reason: ")));
     m_client.AddEasyPairingSignalHandler([](int) {});
+    EXPECT_THAT(m_tv.tape.Messages(), ElementsAre(StartsWith("E g_bus_get_sync fail, reason: "),
+                                                  StartsWith("E g_bus_get_sync fail, reason: ")));
+    m_tv.tape.Clear();
     support::DrainMainLoop();
     m_client.Deinit();
+    EXPECT_THAT(m_tv.tape.All(), IsEmpty());
 }
 
 TEST_F(DbusClientWithoutABus, TriesAgainWithTheNextCall)
