@@ -1,5 +1,6 @@
 // The whole service, entry point and all, in a process of its own beside a bus and a store that others use too.
 
+#include "GlibPointers.h"
 #include "settings/Store.h"
 #include "sim/Television.h"
 #include "support/ChildProcess.h"
@@ -330,6 +331,22 @@ TEST_F(TheService, GoesDownInOrderWhenTheBusGoesAway)
     EXPECT_TRUE(InThisOrder(service.Output(), {kRuns, "Deinit vyrel-lite", "exit vyrel-lite", kOut}));
 }
 
+/// The process that owns the service's name, -1 for none.
+pid_t OwnerOfTheName()
+{
+    GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+    const Util::VariantPtr reply(g_dbus_connection_call_sync(
+        bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetConnectionUnixProcessID",
+        g_variant_new("(s)", "org.vantor.vyrel.lite"), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+    g_object_unref(bus);
+    guint32 pid = 0;
+    if (!reply) {
+        return -1;
+    }
+    g_variant_get(reply.get(), "(u)", &pid);
+    return static_cast<pid_t>(pid);
+}
+
 TEST_F(TheService, WaitsForItsNameBehindAFirstInstance)
 {
     ChildProcess first(Service(Root()), ChildProcess::Start::WhenTold);
@@ -337,16 +354,18 @@ TEST_F(TheService, WaitsForItsNameBehindAFirstInstance)
     ChildProcess second(Service(secondRoot.Path()), ChildProcess::Start::WhenTold);
     support::KeyRouter router;
     first.Begins();
-    ASSERT_TRUE(first.WaitForOutput(kRuns));
+    ASSERT_TRUE(support::IterateUntil([&] { return OwnerOfTheName() == first.Pid(); }));
     second.Begins();
-    ASSERT_TRUE(second.WaitForOutput(kRuns));
-
-    EXPECT_TRUE(IsListening(first, router));
     EXPECT_TRUE(IsListening(second, router));
+    EXPECT_TRUE(IsListening(first, router));
+    EXPECT_EQ(OwnerOfTheName(), first.Pid());
+
     first.Send(SIGTERM);
     EXPECT_EQ(first.WaitForEnd(), Exited(1));
+    EXPECT_TRUE(support::IterateUntil([&] { return OwnerOfTheName() == second.Pid(); }));
     second.Send(SIGTERM);
     EXPECT_EQ(second.WaitForEnd(), Exited(1));
+    EXPECT_EQ(OwnerOfTheName(), -1);
 }
 
 TEST_F(TheService, StartsOnDefaultsWithSettingsThatCannotBeRead)

@@ -27,6 +27,7 @@ constexpr const char* kConfiguration =
   <type>system</type>
   <listen>unix:dir=@DIR@</listen>
   <auth>EXTERNAL</auth>
+  @LIMITS@
   <policy context="default">
     <allow user="*"/>
     <allow own="*"/>
@@ -80,9 +81,9 @@ void LetGoOfSharedConnection()
 
 } // namespace
 
-PrivateBus::PrivateBus()
+PrivateBus::PrivateBus(const std::string& limits)
 {
-    Start(WriteConfiguration());
+    Start(WriteConfiguration(limits));
     ::setenv(kAddressVariable, m_address.c_str(), 1);
 }
 
@@ -99,10 +100,11 @@ void PrivateBus::Dies()
     m_daemon.Kill();
 }
 
-std::string PrivateBus::WriteConfiguration() const
+std::string PrivateBus::WriteConfiguration(const std::string& limits) const
 {
     std::string text = kConfiguration;
     text.replace(text.find("@DIR@"), 5, m_dir.Path().string());
+    text.replace(text.find("@LIMITS@"), 8, limits);
     std::string path = m_dir.Path() / "bus.conf";
     if (!(std::ofstream(path) << text << std::flush)) {
         throw std::runtime_error("cannot write " + path);

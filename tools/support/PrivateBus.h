@@ -19,7 +19,8 @@ class PrivateBus
 public:
     /// Returns when the bus takes connections. Throws std::runtime_error when no daemon could be started,
     /// with a text that says why.
-    PrivateBus();
+    /// \param limits what its configuration says of limits, such as `<limit name="reply_timeout">1000</limit>`
+    explicit PrivateBus(const std::string& limits = {});
     ~PrivateBus();
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
@@ -38,7 +39,7 @@ public:
     void Dies();
 
 private:
-    std::string WriteConfiguration() const;
+    std::string WriteConfiguration(const std::string& limits) const;
     void Start(const std::string& configuration);
 
     TempDir m_dir;
