@@ -1,3 +1,4 @@
+#include "NotSupported.h"
 #include "power/PowerManager.h"
 #include "power/Result.h"
 
@@ -40,7 +41,7 @@ power_state_e device_power_get_state(void)
 
 int device_power_set_state(power_state_e state, int /*flag*/)
 {
-    return ResultOf(PowerManager::OfProcess().SetState(state), __func__);
+    return ResultOf(PowerManager::OfProcess().SetState(state));
 }
 
 int device_power_get_wakeup_reason(void)
@@ -66,22 +67,24 @@ int device_power_get_ambient_type(void)
 
 int device_power_lock_state(power_state_e state, int timeout_ms)
 {
-    return ResultOf(PowerManager::OfProcess().Lock(state, timeout_ms), __func__);
+    const PowerManager::Outcome outcome = PowerManager::OfProcess().Lock(state, timeout_ms);
+    return outcome == PowerManager::Outcome::NotSupported ? NotSupported(__func__, "only standby can be kept")
+                                                          : ResultOf(outcome);
 }
 
 int device_power_unlock_state(power_state_e state)
 {
-    return ResultOf(PowerManager::OfProcess().Unlock(state), __func__);
+    return ResultOf(PowerManager::OfProcess().Unlock(state));
 }
 
 int device_power_request_poweroff(int reason)
 {
-    return ResultOf(PowerManager::OfProcess().RequestPowerOff(reason), __func__);
+    return ResultOf(PowerManager::OfProcess().RequestPowerOff(reason));
 }
 
 int device_power_request_reboot(int reason)
 {
-    return ResultOf(PowerManager::OfProcess().RequestReboot(reason), __func__);
+    return ResultOf(PowerManager::OfProcess().RequestReboot(reason));
 }
 
 int device_power_subscribe_ambient_poweroff(device_power_poweroff_cb callback, void* user_data)

@@ -1,13 +1,11 @@
 #pragma once
 
-#include "NotSupported.h"
 #include "power/PowerManager.h"
 
 namespace power {
 
-/// What a platform function answers.
-/// \param function its name, static
-inline int ResultOf(PowerManager::Outcome outcome, const char* function)
+/// What a platform function answers. For one that may be not supported, see NotSupported.h.
+inline int ResultOf(PowerManager::Outcome outcome)
 {
     constexpr int kFailed = -1;
     constexpr int kNotFound = -2;
@@ -16,10 +14,9 @@ inline int ResultOf(PowerManager::Outcome outcome, const char* function)
         return 0;
     case PowerManager::Outcome::NotHeld:
         return kNotFound;
-    case PowerManager::Outcome::NotSupported:
-        return NotSupported(function, "the box can only be kept in standby");
     case PowerManager::Outcome::Invalid:
     case PowerManager::Outcome::Busy:
+    case PowerManager::Outcome::NotSupported:
         break;
     }
     return kFailed;
