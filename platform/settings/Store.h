@@ -78,7 +78,7 @@ private:
     int SetOn(std::size_t side, const char* key, const Value& value);
     void Refuse(const char* key);
 
-    std::array<Side, Watches::kSides> m_sides;
+    std::array<Side, kSides> m_sides;
     Watches m_watches;
     std::list<Completion> m_completions;
     bool m_refused = false;

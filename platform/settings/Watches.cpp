@@ -13,14 +13,9 @@
 namespace settings {
 namespace {
 
-// Notices told in one turn of the loop: other sources are served in between when a flood comes.
-constexpr int kNoticesPerTurn = 256;
-
-// Turns of listening and reading before what was read is told, however fast others write.
-constexpr int kRoundsPerTurn = 8;
-
+// A log that cannot be read is tried this often, then with the next bell.
 constexpr int kAttempts = 10;
-constexpr std::int64_t kRetryMicroseconds = 100'000;
+constexpr gint64 kRetryMicroseconds = 100'000;
 
 void Report(const std::string& subject, int error)
 {
@@ -117,140 +112,133 @@ bool Watches::StartReading(std::size_t side)
     return true;
 }
 
-bool Watches::HearBells()
+void Watches::HearBells()
 {
     alignas(inotify_event) char buffer[4096];
     ssize_t size = 0;
     while ((size = read(m_inotify.Get(), buffer, sizeof buffer)) > 0) {
-        for (const char* next = buffer; next < buffer + size;) {
-            const auto* event = reinterpret_cast<const inotify_event*>(next);
+        std::string_view events(buffer, static_cast<std::size_t>(size));
+        while (!events.empty()) {
+            const auto* event = reinterpret_cast<const inotify_event*>(events.data());
             for (Reader& reader : m_readers) {
                 const bool overflow = (event->mask & IN_Q_OVERFLOW) != 0 && reader.inotifyWatch >= 0;
-                reader.rung = reader.rung || overflow || event->wd == reader.inotifyWatch;
+                if (overflow || event->wd == reader.inotifyWatch) {
+                    reader.rung = true;
+                    reader.retryAt = 0;
+                }
             }
-            next += sizeof(inotify_event) + event->len;
+            events.remove_prefix(sizeof(inotify_event) + event->len);
         }
-    }
-    return IsRung();
-}
-
-bool Watches::IsRung() const
-{
-    return std::any_of(m_readers.begin(), m_readers.end(), [](const Reader& reader) { return reader.rung; });
-}
-
-void Watches::Collect()
-{
-    // Listening again after reading: whoever wrote to one file, and then the row of the other file that was just read,
-    // has rung in between, and the two are told in their order.
-    for (int round = 0; HearBells() && round < kRoundsPerTurn; ++round) {
-        for (std::size_t side = 0; side < kSides; ++side) {
-            if (m_readers[side].rung) {
-                Read(side);
-            }
-        }
-        if (IsRung()) {
-            ++m_failures;
-            return;
-        }
-        m_failures = 0;
     }
 }
 
-void Watches::Read(std::size_t side)
+void Watches::ReadRung()
+{
+    HearBells();
+    bool hasRead = false;
+    for (std::size_t side = 0; side < kSides; ++side) {
+        Reader& reader = m_readers[side];
+        if (!reader.rung || g_get_monotonic_time() < reader.retryAt) {
+            continue;
+        }
+        hasRead = true;
+        reader.rung = !Read(side);
+        reader.failures = reader.rung ? reader.failures + 1 : 0;
+        reader.retryAt = reader.rung ? g_get_monotonic_time() + kRetryMicroseconds : 0;
+    }
+    // Whoever wrote to one file, and then a row of the other file that was just read, has rung in between: that row
+    // waits until the first file is read.
+    if (hasRead) {
+        HearBells();
+    }
+    for (std::size_t side = 0; side < kSides; ++side) {
+        const Reader& reader = m_readers[side];
+        // A file that cannot be read does not hold up the notices of the other.
+        const bool isAwaited = reader.rung && reader.failures == 0;
+        m_backlogs[side].unreadSince = isAwaited ? std::optional(reader.readAt) : std::nullopt;
+    }
+}
+
+bool Watches::Read(std::size_t side)
 {
     Reader& reader = m_readers[side];
     reader.readAt = Moment();
-    const int result = m_sides[side].database.ChangesAfter(reader.read, reader.collected);
-    reader.read = reader.collected.empty() ? reader.read : reader.collected.back().id;
+    std::vector<Change> rows;
+    const int result = m_sides[side].database.ChangesAfter(reader.read, rows);
+    reader.read = rows.empty() ? reader.read : rows.back().id;
     m_sides[side].position.MoveTo(reader.read);
-    reader.rung = result != kOk;
-}
-
-void Watches::Queue()
-{
-    std::array<std::size_t, kSides> next = {0, 0};
-    const auto head = [this, &next](std::size_t side) {
-        auto& collected = m_readers[side].collected;
-        return next[side] < collected.size() ? &collected[next[side]] : nullptr;
-    };
-    // The order within a file is that of the commits and is kept as it is; the moments only interleave the two files.
-    for (;;) {
-        const Change* persistent = head(0);
-        const Change* memory = head(1);
-        const bool first = memory == nullptr || (persistent != nullptr && persistent->moment <= memory->moment);
-        const std::size_t side = first ? 0 : 1;
-        Change* change = head(side);
-        if (change == nullptr || MayFollowUnread(side, *change)) {
-            break;
-        }
-        if (m_registrations.contains(change->key)) {
-            m_queue.push_back(std::move(*change));
-        }
-        ++next[side];
-    }
-    for (std::size_t side = 0; side < kSides; ++side) {
-        auto& collected = m_readers[side].collected;
-        collected.erase(collected.begin(), collected.begin() + static_cast<std::ptrdiff_t>(next[side]));
-    }
-}
-
-bool Watches::MayFollowUnread(std::size_t side, const Change& change) const
-{
-    // The other file was written to since it was read, perhaps before this change. When it cannot be read at all, its
-    // notices do not hold up the others.
-    const Reader& other = m_readers[kSides - 1 - side];
-    return other.rung && m_failures == 0 && change.moment > other.readAt;
-}
-
-void Watches::Deliver(Change& change)
-{
-    const auto registrations = m_registrations.find(change.key);
-    if (registrations == m_registrations.end()) {
-        return;
-    }
-    std::vector<std::uint64_t> numbers;
-    for (const Registration& registration : registrations->second) {
-        if (registration.after < change.id) {
-            numbers.push_back(registration.number);
+    for (Change& row : rows) {
+        if (m_registrations.contains(row.key)) {
+            m_backlogs[side].untold.push_back(std::move(row));
         }
     }
-    keynode node{std::move(change.key), std::move(change.value)};
-    const std::string key = node.key;
-    for (const std::uint64_t number : numbers) {
-        // Looked up anew: the callback before may have removed this one.
-        if (const Registration* registration = Find(key, number); registration != nullptr) {
-            registration->function(&node, registration->userData);
-        }
-    }
+    return result == kOk;
 }
 
-const Watches::Registration* Watches::Find(std::string_view key, std::uint64_t number) const
+bool Watches::TellOne()
 {
-    const auto registrations = m_registrations.find(key);
+    while (m_notice || NextNotice()) {
+        if (const Registration* registration = NextOwed(*m_notice); registration != nullptr) {
+            m_notice->told = registration->number;
+            registration->function(&m_notice->node, registration->userData);
+            if (NextOwed(*m_notice) == nullptr) {
+                m_notice.reset();
+            }
+            return true;
+        }
+        m_notice.reset();
+    }
+    return false;
+}
+
+bool Watches::NextNotice()
+{
+    std::optional<Change> change = TakeNext(m_backlogs);
+    if (change) {
+        m_notice = Notice{change->id, {std::move(change->key), std::move(change->value)}};
+    }
+    return change.has_value();
+}
+
+// Looked up anew for each call: the one before may have begun and ended watches. One begun meanwhile is not owed the
+// notice, because the write came before it.
+const Watches::Registration* Watches::NextOwed(const Notice& notice) const
+{
+    const auto registrations = m_registrations.find(notice.node.key);
     if (registrations == m_registrations.end()) {
         return nullptr;
     }
-    const auto found = std::find_if(registrations->second.begin(), registrations->second.end(),
-                                    [number](const Registration& known) { return known.number == number; });
-    return found != registrations->second.end() ? &*found : nullptr;
+    const auto owed = std::find_if(registrations->second.begin(), registrations->second.end(),
+                                   [&notice](const Registration& registration) {
+                                       return registration.number > notice.told && registration.after < notice.id;
+                                   });
+    return owed != registrations->second.end() ? &*owed : nullptr;
 }
 
 void Watches::Dispatch()
 {
-    g_source_set_ready_time(m_source, -1);
-    Collect();
-    Queue();
-    for (int told = 0; told < kNoticesPerTurn && !m_queue.empty(); ++told) {
-        Change change = std::move(m_queue.front());
-        m_queue.pop_front();
-        Deliver(change);
+    ReadRung();
+    m_othersTurn = !m_othersTurn && TellOne();
+    Schedule();
+}
+
+void Watches::Schedule()
+{
+    gint64 next = -1;
+    const auto dueAt = [&next](gint64 moment) { next = next < 0 ? moment : std::min(next, moment); };
+    if (m_othersTurn || m_notice) {
+        dueAt(0);
     }
-    if (!m_queue.empty() || (IsRung() && m_failures == 0)) {
-        g_source_set_ready_time(m_source, 0);
-    } else if (m_failures > 0 && m_failures < kAttempts) {
-        g_source_set_ready_time(m_source, g_get_monotonic_time() + kRetryMicroseconds);
+    for (std::size_t side = 0; side < kSides; ++side) {
+        const Reader& reader = m_readers[side];
+        if (!m_backlogs[side].untold.empty()) {
+            dueAt(0);
+        }
+        if (reader.rung && reader.failures < kAttempts) {
+            dueAt(reader.retryAt);
+        }
     }
+    g_source_set_ready_time(m_source, next);
 }
 
 gboolean Watches::OnBell(gint /*descriptor*/, GIOCondition /*condition*/, gpointer self)

@@ -1,9 +1,19 @@
 // Who in this process wants to know of which key, and the source on the main loop that tells them.
+//
+// The way of a notice: a writer commits its row and touches the file's bell. That makes this process's inotify
+// descriptor readable, so the main loop dispatches the source. It takes the bells off the descriptor (HearBells), reads
+// the new rows of the files whose bells rang (ReadRung), takes the row whose turn it is (TakeNext of NoticeOrder.h) and
+// calls the first function registered for its key (TellOne).
+//
+// One call is made a turn, because it may wait for a sibling that hangs, for seconds. The turn after it makes none:
+// all that became ready on the loop meanwhile (a stop signal, a change of power, a message) is served before the next
+// call, wherever it stands in the loop's list. A key with two watchers needs two such turns for each write.
 #pragma once
 
 #include "Bell.h"
 #include "Database.h"
 #include "KeyNode.h"
+#include "NoticeOrder.h"
 #include "ReadPosition.h"
 
 #include <glib.h>
@@ -12,8 +22,8 @@
 
 #include <array>
 #include <cstdint>
-#include <deque>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,8 +48,6 @@ struct Side
 class Watches
 {
 public:
-    static constexpr std::size_t kSides = 2;
-
     // The sides outlive this object.
     explicit Watches(std::array<Side, kSides>& sides) : m_sides(sides) {}
     ~Watches();
@@ -51,48 +59,58 @@ public:
     int Remove(std::string_view key, ChangeFunction function);
 
 private:
-    // How far the log of a side is read, and who is to be told to read on.
+    // How far the log of a side is read, and whether it has to be read on.
     struct Reader
     {
         int inotifyWatch = -1;
-        std::int64_t read = 0;
-        std::int64_t readAt = 0; // the moment of the last look
-        bool rung = false;
-        std::vector<Change> collected; // read, and not yet put in order with the other side's
+        std::int64_t read = 0;   // the id of the last row read
+        std::int64_t readAt = 0; // the moment of the last look, see Moment()
+        bool rung = false;       // there may be rows after `read`
+        int failures = 0;        // reads in vain, one after the other
+        gint64 retryAt = 0;      // not to be read before; g_get_monotonic_time
     };
 
     struct Registration
     {
-        std::uint64_t number;
-        std::int64_t after; // writes up to here came before the registration
+        std::uint64_t number; // rises with each registration of the process
+        std::int64_t after;   // writes up to here came before the registration
         ChangeFunction function;
         void* userData;
     };
 
+    // A write that is being told, one registration after the other.
+    struct Notice
+    {
+        std::int64_t id;
+        keynode node;
+        std::uint64_t told = 0; // the number of the last registration told
+    };
+
+    // In the order of their numbers.
     using Registrations = std::map<std::string, std::vector<Registration>, std::less<>>;
 
     bool StartSource();
     bool StartReading(std::size_t side);
-    bool HearBells();
-    void Collect();
-    void Read(std::size_t side);
-    void Queue();
-    bool MayFollowUnread(std::size_t side, const Change& change) const;
-    bool IsRung() const;
-    void Deliver(Change& change);
-    const Registration* Find(std::string_view key, std::uint64_t number) const;
+    void HearBells();
+    void ReadRung();
+    bool Read(std::size_t side);
+    bool TellOne();
+    bool NextNotice();
+    const Registration* NextOwed(const Notice& notice) const;
+    void Schedule();
     void Dispatch();
 
     static gboolean OnBell(gint descriptor, GIOCondition condition, gpointer self);
 
     std::array<Side, kSides>& m_sides;
     std::array<Reader, kSides> m_readers;
+    std::array<Backlog, kSides> m_backlogs;
+    std::optional<Notice> m_notice;
+    bool m_othersTurn = false; // the last turn told, this one is for all others on the loop
     Registrations m_registrations;
     std::uint64_t m_lastNumber = 0;
-    std::deque<Change> m_queue;
     FileDescriptor m_inotify;
     GSource* m_source = nullptr;
-    int m_failures = 0;
     pid_t m_owner = 0;
 };
 

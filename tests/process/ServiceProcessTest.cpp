@@ -203,6 +203,29 @@ TEST_F(TheService, EndsAtOnceOnASecondSignalAlsoWhileACallHoldsItsLoop)
     EXPECT_THAT(service.WaitForEnd(2s), AnyOf(KilledBy(SIGINT), KilledBy(SIGTERM)));
 }
 
+TEST_F(TheService, StopsAfterTheCallThatItWaitsForThoughManyMoreWritesAreToBeTold)
+{
+    const auto stopsAtACall = [](const sim::Entry& entry) {
+        if (entry.message.ends_with("method = AudioMultiOutputChanged")) {
+            raise(SIGTERM);
+        }
+    };
+    ChildProcess service(Service(Root(), {}, stopsAtACall), ChildProcess::Start::WhenTold);
+    support::ConnectionManager manager;
+    manager.Stalls("AudioMultiOutputChanged");
+    service.Begins();
+    ASSERT_TRUE(service.WaitForOutput(kRuns));
+    settings::Store store(settings::FoldersUnder(Root()));
+    for (int value = 0; value < 300; ++value) {
+        ASSERT_EQ(store.Set("db/vyrel/audio_multi_output_on_off", value), settings::kOk);
+    }
+    ASSERT_TRUE(manager.WaitForMessages(1));
+    manager.Releases("AudioMultiOutputChanged");
+    EXPECT_EQ(service.WaitForEnd(), Exited(1));
+    EXPECT_THAT(manager.Messages(), ElementsAre(Call("AudioMultiOutputChanged", "(i)", "(0,)")));
+    EXPECT_THAT(service.Output(), EndsWith(kOut));
+}
+
 TEST_F(TheService, LogsAnExceptionOfAStartCallAndStartsNothingMore)
 {
     ChildProcess service(
