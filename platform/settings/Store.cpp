@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <optional>
 
 namespace settings {
 namespace {
@@ -90,9 +89,19 @@ Store::~Store()
     }
 }
 
-bool Store::Keeps(std::string_view key)
+std::string Store::Objection(std::string_view key, const Value& value)
 {
-    return SideOf(key).has_value();
+    const auto tooLong = [](const char* what, std::size_t size) {
+        return what + std::to_string(size) + " bytes, more than " + std::to_string(kLongest);
+    };
+    if (!SideOf(key)) {
+        return "a key begins with " + std::string(kPersistentPrefix) + " or " + std::string(kMemoryPrefix);
+    }
+    if (key.size() > kLongest) {
+        return tooLong("the key has ", key.size());
+    }
+    const auto* text = std::get_if<std::string>(&value);
+    return text != nullptr && text->size() > kLongest ? tooLong("the value has ", text->size()) : std::string();
 }
 
 int Store::Get(const char* key, Value* value)
@@ -121,12 +130,8 @@ int Store::GetString(const char* key, std::string* value)
 
 int Store::Set(const char* key, const Value& value)
 {
-    if (key == nullptr) {
-        return kFailed;
-    }
-    const auto side = SideOf(key);
+    const auto side = Accept(key, value);
     if (!side) {
-        Refuse(key);
         return kFailed;
     }
     return SetOn(*side, key, value);
@@ -149,12 +154,8 @@ int Store::SetOn(std::size_t side, const char* key, const Value& value)
 
 int Store::SetAsync(const char* key, const Value& value, DoneFunction done, void* userData)
 {
-    if (key == nullptr) {
-        return kFailed;
-    }
-    const auto side = SideOf(key);
+    const auto side = Accept(key, value);
     if (!side) {
-        Refuse(key);
         return kFailed;
     }
     // Written at once, so that asynchronous and plain writes of one process keep their order.
@@ -196,12 +197,8 @@ int Store::List(std::string_view prefix, std::vector<Entry>* entries)
 
 int Store::Watch(const char* key, ChangeFunction function, void* userData)
 {
-    if (key == nullptr || function == nullptr) {
-        return kFailed;
-    }
-    const auto side = SideOf(key);
+    const auto side = function != nullptr ? Accept(key, {}) : std::nullopt;
     if (!side) {
-        Refuse(key);
         return kFailed;
     }
     return m_watches.Add(*side, key, function, userData);
@@ -212,13 +209,23 @@ int Store::Unwatch(const char* key, ChangeFunction function)
     return key != nullptr && function != nullptr ? m_watches.Remove(key, function) : kFailed;
 }
 
-void Store::Refuse(const char* key)
+std::optional<std::size_t> Store::Accept(const char* key, const Value& value)
 {
-    if (!m_refused) {
-        m_refused = true;
-        std::fprintf(stderr, "settings: \"%s\" cannot be written or watched: a key begins with %s or %s\n", key,
-                     kPersistentPrefix.data(), kMemoryPrefix.data());
+    if (key == nullptr) {
+        return std::nullopt;
     }
+    const std::optional<std::size_t> side = SideOf(key);
+    const std::string objection = Objection(key, value);
+    if (objection.empty()) {
+        return side;
+    }
+    bool& isReported = m_refused[side ? 1 : 0];
+    if (!isReported) {
+        isReported = true;
+        constexpr int kShown = 100; // bytes of a key that may be as long as its writer likes
+        std::fprintf(stderr, "settings: \"%.*s\" cannot be written or watched: %s\n", kShown, key, objection.c_str());
+    }
+    return std::nullopt;
 }
 
 } // namespace settings

@@ -24,6 +24,7 @@
 
 #include <array>
 #include <list>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,8 +43,9 @@ public:
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
 
-    // Whether a key belongs to one of the two files, and so can be written and watched.
-    static bool Keeps(std::string_view key);
+    // Why `value` cannot be written under `key`, as part of a sentence: the key belongs to neither file, or one of them
+    // is longer than kLongest. "" when it can be written.
+    static std::string Objection(std::string_view key, const Value& value);
 
     // kOk, kNotFound, kWrongType or kFailed; the output is touched on kOk only. Null arguments fail.
     int Get(const char* key, Value* value);
@@ -51,11 +53,12 @@ public:
     int GetInt(const char* key, int* value);
     int GetString(const char* key, std::string* value);
 
-    // kOk once the value is safe, or kFailed. A value of another type is replaced together with its type.
+    // kOk once the value is safe, or kFailed. A value of another type is replaced together with its type. A key or a
+    // string longer than kLongest is refused; what is longer in a file, from an earlier release, can be read.
     int Set(const char* key, const Value& value);
 
     // The same, with the result told to `done` (may be null) on the main loop, later. kFailed, and no call of `done`,
-    // when the key is null or of no known kind; otherwise kOk, also when the write fails after that.
+    // when the key is null or there is an objection; otherwise kOk, also when the write fails after that.
     int SetAsync(const char* key, const Value& value, DoneFunction done, void* userData);
 
     // kOk, kNotFound or kFailed.
@@ -76,12 +79,13 @@ private:
     struct Completion;
 
     int SetOn(std::size_t side, const char* key, const Value& value);
-    void Refuse(const char* key);
+    // The side to write to or to watch. None, and the objection reported once, when there is one.
+    std::optional<std::size_t> Accept(const char* key, const Value& value);
 
     std::array<Side, kSides> m_sides;
     Watches m_watches;
     std::list<Completion> m_completions;
-    bool m_refused = false;
+    bool m_refused[2] = {false, false}; // reported: a key of no known kind, something too long
 };
 
 } // namespace settings

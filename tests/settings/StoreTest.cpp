@@ -10,6 +10,8 @@ namespace {
 using StoreTest = StoreFixture;
 using ::testing::ElementsAre;
 using ::testing::Pair;
+using ::testing::internal::CaptureStderr;
+using ::testing::internal::GetCapturedStderr;
 
 std::vector<std::pair<std::string, Value>> Listed(Store& store, std::string_view prefix)
 {
@@ -121,13 +123,13 @@ TEST_F(StoreTest, AKeyOfNoKnownKindHoldsNothingAndOpensNothing)
 TEST_F(StoreTest, WritingAKeyOfNoKnownKindIsRefusedWithOneMessage)
 {
     Store store(m_folders);
-    ::testing::internal::CaptureStderr();
+    CaptureStderr();
     for (const char* key : {"Not available any more", "", "db/", "memory/", "dbx", "/db/key"}) {
         EXPECT_EQ(store.Set(key, 1), kFailed) << key;
         EXPECT_EQ(store.SetAsync(key, 1, nullptr, nullptr), kFailed) << key;
         EXPECT_EQ(store.Watch(key, &Recorder::OnChange, nullptr), kFailed) << key;
     }
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+    EXPECT_EQ(GetCapturedStderr(),
               "settings: \"Not available any more\" cannot be written or watched: a key begins with db/ or memory/\n");
 }
 
@@ -246,6 +248,68 @@ TEST(LocationsTest, TheUsualFoldersStandUnderTheRoot)
     EXPECT_EQ(FoldersUnder("").memory, "/run/vyrel-lite");
     EXPECT_EQ(FoldersUnder("/tv").persistent, "/tv/var/lib/vyrel-lite");
     EXPECT_EQ(FoldersUnder("/tv").memory, "/tv/run/vyrel-lite");
+}
+
+constexpr std::size_t kMebibyte = 1'048'576;
+
+TEST_F(StoreTest, AStringOfOneMebibyteIsKeptAndALongerOneIsRefused)
+{
+    for (const std::string key : {"db/key", "memory/key"}) {
+        Store store(m_folders);
+        Recorder recorder;
+        int told = 0;
+        ASSERT_EQ(store.Watch(key.c_str(), &Recorder::OnChange, &recorder), kOk);
+        EXPECT_EQ(store.Set(key.c_str(), std::string(kMebibyte, 'x')), kOk);
+        CaptureStderr();
+        EXPECT_EQ(store.Set(key.c_str(), std::string(kMebibyte + 1, 'y')), kFailed);
+        EXPECT_EQ(store.Set(key.c_str(), std::string(kMebibyte + 2, 'y')), kFailed);
+        EXPECT_EQ(store.SetAsync(
+                      key.c_str(), std::string(kMebibyte + 1, 'y'),
+                      [](int, const char*, void* count) { ++*static_cast<int*>(count); }, &told),
+                  kFailed);
+        EXPECT_EQ(GetCapturedStderr(), "settings: \"" + key +
+                                           "\" cannot be written or watched: the value has 1048577 bytes, more than "
+                                           "1048576\n");
+        RunWhatIsDue();
+        EXPECT_THAT(recorder.notices, ElementsAre(key + "=\"" + std::string(kMebibyte, 'x') + "\""));
+        EXPECT_EQ(told, 0);
+        std::string text;
+        EXPECT_EQ(store.GetString(key.c_str(), &text), kOk);
+        EXPECT_TRUE(text == std::string(kMebibyte, 'x'));
+    }
+}
+
+TEST_F(StoreTest, AKeyOfOneMebibyteIsKeptAndALongerOneIsRefused)
+{
+    Store store(m_folders);
+    Recorder recorder;
+    const std::string longest = "db/" + std::string(kMebibyte - 3, 'k');
+    const std::string tooLong = longest + "k";
+    EXPECT_EQ(store.Watch(longest.c_str(), &Recorder::OnChange, &recorder), kOk);
+    EXPECT_EQ(store.Set(longest.c_str(), 1), kOk);
+    CaptureStderr();
+    EXPECT_EQ(store.Set(tooLong.c_str(), 2), kFailed);
+    EXPECT_EQ(store.Watch(tooLong.c_str(), &Recorder::OnChange, &recorder), kFailed);
+    EXPECT_EQ(GetCapturedStderr(), "settings: \"db/" + std::string(97, 'k') +
+                                       "\" cannot be written or watched: the key has 1048577 bytes, more than "
+                                       "1048576\n");
+    RunWhatIsDue();
+    EXPECT_THAT(recorder.notices, ElementsAre(longest + "=1"));
+    int number = 0;
+    EXPECT_EQ(store.GetInt(longest.c_str(), &number), kOk);
+    EXPECT_EQ(number, 1);
+    EXPECT_EQ(store.GetInt(tooLong.c_str(), &number), kNotFound);
+}
+
+TEST_F(StoreTest, AStringThatIsLongerInTheFileCanBeRead)
+{
+    Database database(m_folders.persistent, kPersistentFile, Durability::ProcessDeath);
+    std::int64_t change = 0;
+    ASSERT_EQ(database.Set("db/key", std::string(2 * kMebibyte, 'x'), change), kOk);
+    Store store(m_folders);
+    std::string text;
+    EXPECT_EQ(store.GetString("db/key", &text), kOk);
+    EXPECT_TRUE(text == std::string(2 * kMebibyte, 'x'));
 }
 
 } // namespace

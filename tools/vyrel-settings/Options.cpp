@@ -44,6 +44,8 @@ namespace {
 
 using Arguments = std::vector<std::string>;
 
+constexpr std::size_t kShown = 100; // bytes of a key, in a message
+
 std::optional<int> ParseInt(const std::string& text)
 {
     int number = 0;
@@ -229,8 +231,9 @@ bool Parser::CheckOptions()
 {
     const Action action = m_options.action;
     for (const std::string& key : m_options.operands) {
-        if ((action == Action::Set || action == Action::Watch) && !settings::Store::Keeps(key)) {
-            return Fail("\"" + key + "\" cannot be kept: a key begins with db/ or memory/");
+        const std::string objection = settings::Store::Objection(key, m_options.value.value_or(false));
+        if ((action == Action::Set || action == Action::Watch) && !objection.empty()) {
+            return Fail("\"" + key.substr(0, kShown) + "\" cannot be kept: " + objection);
         }
     }
     if (action == Action::Set && !m_options.value) {
