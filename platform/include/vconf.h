@@ -34,14 +34,16 @@ char* vconf_get_str(const char* key);
 int vconf_get_bool(const char* key, int* value);
 int vconf_get_int(const char* key, int* value);
 
-/* Write, and return when the value is stored: what is acknowledged under "db/" survives a loss of power. A bool is
- * true for every value but 0. */
+/* Write, and return when the value is stored. A key or a text of more than 1 MiB (1048576 bytes) is refused. What is
+ * acknowledged under "db/" survives a loss of power. A bool is true for every value but 0. */
 int vconf_set_str(const char* key, const char* value);
 int vconf_set_bool(const char* key, int value);
 int vconf_set_int(const char* key, int value);
 
-/* Write without waiting. Success says that the write is on its way; asynchronous writes keep their order. The callback,
- * which may be NULL, comes once, later; it does not come when the call fails. Key and value are copied. */
+/* Write, and tell the result later. The call itself may take as long as a plain write. Success says only that the write
+ * was taken on: it may still fail, and the callback says how it ended. Asynchronous writes keep their order, also among
+ * the plain ones. The callback, which may be NULL, comes once, later; it does not come when the call fails. Key and
+ * value are copied. */
 int vconf_set_str_async(const char* key, const char* value, vconf_set_done_cb callback, void* user_data);
 int vconf_set_bool_async(const char* key, int value, vconf_set_done_cb callback, void* user_data);
 int vconf_set_int_async(const char* key, int value, vconf_set_done_cb callback, void* user_data);
@@ -54,10 +56,11 @@ int vconf_notify_key_changed(const char* key, vconf_callback_fn callback, void* 
  * VCONF_ERROR and no watch ends. */
 int vconf_ignore_key_changed(const char* key, vconf_callback_fn callback);
 
-/* The value that was written: 0 when it is no int. */
+/* The value that was written: 0 when it is no int, or when there is no node (NULL). It never fails. */
 int vconf_keynode_get_int(keynode_t* node);
 
-/* The value that was written: "" when it is no text, never NULL. Belongs to the node and lives as long as it. */
+/* The value that was written: "" when it is no text, or when there is no node (NULL); never NULL itself. Belongs to the
+ * node and lives as long as it. */
 char* vconf_keynode_get_str(keynode_t* node);
 
 #ifdef __cplusplus

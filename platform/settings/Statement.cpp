@@ -1,16 +1,25 @@
 #include "Statement.h"
 
 #include <limits>
+#include <type_traits>
 
 namespace settings {
 namespace {
 
+// What the type columns of the files hold.
 enum StoredType : std::int64_t
 {
     kBool = 0,
     kInt = 1,
     kString = 2
 };
+
+template <StoredType Type>
+using Alternative = std::variant_alternative_t<static_cast<std::size_t>(Type), Value>;
+
+// BindValue writes the index of the variant.
+static_assert(std::is_same_v<Alternative<kBool>, bool> && std::is_same_v<Alternative<kInt>, int> &&
+              std::is_same_v<Alternative<kString>, std::string> && std::variant_size_v<Value> == 3);
 
 } // namespace
 
