@@ -1,9 +1,14 @@
 // The light in the room: a sample an hour, eight samples an event.
 
 #include "CommonUtil.h"
+#include "Guard.h"
 #include "LiteDebug.h"
+#include "Living.h"
+#include "SmartRcEventHandler/Readings.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "UsageEvents.h"
+
+#include <glib.h>
 
 #include <ppi_ecs.h>
 
@@ -17,7 +22,7 @@ constexpr unsigned int kSamplePeriodMs = 3600000;
 constexpr std::size_t kSlots = 8;
 constexpr const char* kSampleStatus = "2";
 
-/// \param sensor as it was on failure
+/// \param sensor left alone when the answer is false
 bool ReadSensor(ppi_ecs_colorsensor_info& sensor)
 {
     if (ppi_ecs_get_colorsensor_info(&sensor) != 0) {
@@ -27,8 +32,8 @@ bool ReadSensor(ppi_ecs_colorsensor_info& sensor)
     return true;
 }
 
-/// Appends one field of all samples. Missing samples are empty slots at the end, so whoever reads the event always
-/// finds eight.
+/// Appends one field of all samples: always eight slots with "|" between them, the last ones empty where samples are
+/// missing.
 void AppendSlots(const std::list<AmbiLightStruct>& samples, std::string AmbiLightStruct::*field, std::string& text)
 {
     for (const AmbiLightStruct& sample : samples) {
@@ -43,12 +48,10 @@ void AppendSlots(const std::list<AmbiLightStruct>& samples, std::string AmbiLigh
 
 gboolean OnSampleTimer(gpointer userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return G_SOURCE_REMOVE;
-    }
-    // The eighth sample removes this very timer; going on does not revive it.
-    static_cast<CSmartRcEventHandler*>(userData)->SaveAmbiLightInfo();
+    auto* handler = Living<CSmartRcEventHandler>::Find(userData);
+    RETURN_IF_NULL(handler, "userData is NULL", G_SOURCE_REMOVE);
+    // With the eighth sample this removes the very timer that is running; that it is to go on is then without effect.
+    handler->SaveAmbiLightInfo();
     return G_SOURCE_CONTINUE;
 }
 
@@ -69,13 +72,13 @@ void CSmartRcEventHandler::StopAmbiLightTimer()
     Util::CommonUtil::RemoveTimer(&m_ambiLightTimerId);
 }
 
-void CSmartRcEventHandler::GetLuxValue(int& lux)
+void CSmartRcEventHandler::GetLuxValue(int& lux) const
 {
     ppi_ecs_colorsensor_info sensor = {};
-    lux = ReadSensor(sensor) ? static_cast<int>(sensor.illuminance) : -1;
+    lux = ReadSensor(sensor) ? static_cast<int>(sensor.illuminance) : kNoReading;
 }
 
-bool CSmartRcEventHandler::GetCurrentSensorInfo(AmbiLightStruct& sample)
+bool CSmartRcEventHandler::GetCurrentSensorInfo(AmbiLightStruct& sample) const
 {
     ppi_ecs_colorsensor_info sensor = {};
     if (!ReadSensor(sensor)) {
@@ -87,7 +90,7 @@ bool CSmartRcEventHandler::GetCurrentSensorInfo(AmbiLightStruct& sample)
     return true;
 }
 
-void CSmartRcEventHandler::GetCurrentTime(std::string& time)
+void CSmartRcEventHandler::GetCurrentTime(std::string& time) const
 {
     // The time zone may have been changed since the last sample.
     ::tzset();
@@ -116,22 +119,22 @@ void CSmartRcEventHandler::SaveAmbiLightInfo()
     }
 }
 
-void CSmartRcEventHandler::GetSavedAllLuxInfo(std::string& lux)
+void CSmartRcEventHandler::GetSavedAllLuxInfo(std::string& lux) const
 {
     AppendSlots(m_ambiLightList, &AmbiLightStruct::lux, lux);
 }
 
-void CSmartRcEventHandler::GetSavedAllCctInfo(std::string& cct)
+void CSmartRcEventHandler::GetSavedAllCctInfo(std::string& cct) const
 {
     AppendSlots(m_ambiLightList, &AmbiLightStruct::cct, cct);
 }
 
-void CSmartRcEventHandler::GetSavedAllTimeStampInfo(std::string& timeStamps)
+void CSmartRcEventHandler::GetSavedAllTimeStampInfo(std::string& timeStamps) const
 {
     AppendSlots(m_ambiLightList, &AmbiLightStruct::timeStamp, timeStamps);
 }
 
-void CSmartRcEventHandler::GetSavedStatusInfo(std::string& status)
+void CSmartRcEventHandler::GetSavedStatusInfo(std::string& status) const
 {
     AppendSlots(m_ambiLightList, &AmbiLightStruct::status, status);
 }

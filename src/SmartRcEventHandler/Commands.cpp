@@ -1,8 +1,12 @@
 // Commands that are sent once: the device information query and the reset.
 
 #include "CommonUtil.h"
+#include "Guard.h"
 #include "LiteDebug.h"
+#include "Living.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
+
+#include <glib.h>
 
 #include <bt_error.h>
 
@@ -10,17 +14,14 @@
 
 namespace {
 
-constexpr unsigned char kCommandReset = 0x05;
 constexpr std::array<unsigned char, 3> kDeviceInfoQuery = {0x01, 0x00, 0x00};
 constexpr unsigned int kWheelQueryDelayMs = 150;
 
 gboolean OnWheelQueryTimer(gpointer userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return G_SOURCE_REMOVE;
-    }
-    static_cast<CSmartRcEventHandler*>(userData)->SendDeviceInfoQuery(HalvoWheel);
+    auto* handler = Living<CSmartRcEventHandler>::Find(userData);
+    RETURN_IF_NULL(handler, "userData is NULL", G_SOURCE_REMOVE);
+    handler->SendDeviceInfoQuery(HalvoWheel);
     return G_SOURCE_REMOVE;
 }
 
@@ -28,7 +29,7 @@ gboolean OnWheelQueryTimer(gpointer userData)
 int SendReset(const std::string& address, int deviceType)
 {
     const int result =
-        bt_hid_send_device_command(address.c_str(), static_cast<unsigned char>(deviceType), kCommandReset);
+        bt_hid_send_device_command(address.c_str(), static_cast<unsigned char>(deviceType), BT_HID_COMMAND_RESET);
     if (result != BT_ERROR_NONE) {
         LOGE("Sending Reset command failed = %s", Util::CommonUtil::ERR_STR(result));
     }
@@ -37,7 +38,7 @@ int SendReset(const std::string& address, int deviceType)
 
 } // namespace
 
-void CSmartRcEventHandler::SendDeviceInfoQuery(Remote_Control_Device_Type type)
+void CSmartRcEventHandler::SendDeviceInfoQuery(Remote_Control_Device_Type type) const
 {
     std::string address;
     if (!GetDeviceAddress(address, type)) {
@@ -55,7 +56,7 @@ void CSmartRcEventHandler::AddTimerSendDeviceInfoQueryToHalvoWheel()
     g_timeout_add(kWheelQueryDelayMs, OnWheelQueryTimer, this);
 }
 
-bool CSmartRcEventHandler::SendResetCommand()
+bool CSmartRcEventHandler::SendResetCommand() const
 {
     if (m_smartRcAddress.empty() || !IsSmartRcConnected()) {
         LOGI("SmartRc is not connected so don't need to send reset cmd");
@@ -68,7 +69,7 @@ bool CSmartRcEventHandler::SendResetCommand()
     return true;
 }
 
-bool CSmartRcEventHandler::SendResetCommandToHalvoWheel()
+bool CSmartRcEventHandler::SendResetCommandToHalvoWheel() const
 {
     if (m_halvoWheelAddress.empty() || !IsHalvoWheelConnected()) {
         LOGI("halvowheel is not connected so don't need to send reset cmd");

@@ -2,6 +2,7 @@
 
 #include "CommonUtil.h"
 #include "GlibPointers.h"
+#include "Guard.h"
 #include "LiteDebug.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "SystemConfigUtil.h"
@@ -42,14 +43,8 @@ private:
 
 bool HasAddress(const bt_device_info_s* info)
 {
-    if (info == nullptr) {
-        LOGE("deviceInfo is NULL");
-        return false;
-    }
-    if (info->remote_address == nullptr) {
-        LOGE("deviceInfo->remote_address is NULL");
-        return false;
-    }
+    RETURN_IF_NULL(info, "deviceInfo is NULL", false);
+    RETURN_IF_NULL(info->remote_address, "deviceInfo->remote_address is NULL", false);
     return true;
 }
 
@@ -74,27 +69,15 @@ void ForgetWarningsOfAnother(const std::string& address, int lastAddressKey, int
 
 void CSmartRcEventHandler::OnSmartRcConnectionStateChanged(bool connected, bt_device_info_s* info, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return;
-    }
-    if (info == nullptr) {
-        LOGE("deviceInfo is NULL");
-        return;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL");
+    RETURN_IF_NULL(info, "deviceInfo is NULL");
     static_cast<CSmartRcEventHandler*>(userData)->HandleSmartRcConnectionStateChanged(connected, info);
 }
 
 void CSmartRcEventHandler::OnHalvoWheelConnectionStateChanged(bool connected, bt_device_info_s* info, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return;
-    }
-    if (info == nullptr) {
-        LOGE("deviceInfo is NULL");
-        return;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL");
+    RETURN_IF_NULL(info, "deviceInfo is NULL");
     static_cast<CSmartRcEventHandler*>(userData)->HandleHalvoWheelConnectionStateChanged(connected, info);
 }
 

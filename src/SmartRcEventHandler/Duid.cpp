@@ -2,8 +2,11 @@
 
 #include "CommonUtil.h"
 #include "LiteDebug.h"
+#include "Living.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "VconfUtil.h"
+
+#include <glib.h>
 
 #include <bt_error.h>
 
@@ -65,9 +68,10 @@ void CSmartRcEventHandler::OnDuidChanged(keynode_t*)
 int CSmartRcEventHandler::RetryTimerSetDuid(void* userData)
 {
     static int cnt = 0;
-    if (userData == nullptr) {
+    auto* handler = Living<CSmartRcEventHandler>::Find(userData);
+    if (handler == nullptr) {
         LOGE("userData is NULL");
-    } else if (TrySend(*static_cast<CSmartRcEventHandler*>(userData), cnt)) {
+    } else if (TrySend(*handler, cnt)) {
         return G_SOURCE_CONTINUE;
     }
     cnt = 0;

@@ -3,8 +3,8 @@
 #include <exception>
 #include <string>
 
-/// The text of the exception that is being handled: a standard one, or a text that was thrown as such. Any other goes
-/// on to the caller's caller.
+/// For a handler of any exception: the text of the one that is being handled, a standard exception or a text that was
+/// thrown as such. An exception of any other type is thrown on, out of this function.
 inline std::string TextOfException()
 {
     try {

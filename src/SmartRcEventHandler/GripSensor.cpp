@@ -1,11 +1,15 @@
 // The grip sensor: off while the setup wizard runs, and what happens when somebody picks the smart remote up.
 
 #include "CommonUtil.h"
+#include "DbusClient/Sibling.h"
 #include "ExceptionText.h"
+#include "Guard.h"
 #include "LiteDebug.h"
+#include "SmartRcEventHandler/Readings.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "SystemConfigUtil.h"
 #include "UsageEvents.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
 
 #include <bt_error.h>
@@ -15,9 +19,6 @@
 
 namespace {
 
-constexpr unsigned char kCommandGripSensorOn = 0x30;
-constexpr unsigned char kCommandGripSensorOff = 0x31;
-constexpr const char* kPopupCountKey = "memory/vyrel/count_display_grip_sensor_popup";
 constexpr int kMaxPopupCount = 5;
 constexpr std::array<const char*, 3> kSetupModes = {"PNP_SETUP", "SMARTHUB_SETUP", "OSU_TERMS_SETUP"};
 
@@ -60,11 +61,8 @@ void CSmartRcEventHandler::OnGripSensorStateChanged(bt_hid_sc_grip_sensor_state_
     if (state == BT_SC_GRIP_SENSOR_NOT_AVAILABLE) {
         return;
     }
-    vconf_set_int(kPopupCountKey, 0);
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return;
-    }
+    vconf_set_int(VconfKey::kGripPopupCount, 0);
+    RETURN_IF_NULL(userData, "userData is NULL");
     if (!isCalled) {
         isCalled = true;
         static_cast<CSmartRcEventHandler*>(userData)->SetGripSensorOnOff();
@@ -73,23 +71,20 @@ void CSmartRcEventHandler::OnGripSensorStateChanged(bt_hid_sc_grip_sensor_state_
 
 void CSmartRcEventHandler::OnGripSensorDetected(unsigned char key, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL");
     static_cast<CSmartRcEventHandler*>(userData)->HandleGripSensorDetected(key);
 }
 
-void CSmartRcEventHandler::HandleGripSensorDetected(unsigned char key)
+void CSmartRcEventHandler::HandleGripSensorDetected(unsigned char key) const
 {
     LOGI("Grip Sensor Detected");
     if (GripSensorPopupAvailable()) {
-        CallConnectionManager("GripSensorDetected", nullptr);
+        Call(m_dbusClient.get(), kConnectionManager, "GripSensorDetected");
     }
     sendGripsensorKpi(key);
 }
 
-void CSmartRcEventHandler::SetGripSensorOnOff()
+void CSmartRcEventHandler::SetGripSensorOnOff() const
 {
     // Whether it was this function that switched the sensor off, and so has to switch it on again.
     static bool isNeedRecovery = false;
@@ -119,21 +114,21 @@ void CSmartRcEventHandler::SetGripSensorOnOff()
     }
 }
 
-void CSmartRcEventHandler::GripSensorOn(const std::string& address)
+void CSmartRcEventHandler::GripSensorOn(const std::string& address) const
 {
     LOGI("GripSensorOn");
     const auto deviceType = static_cast<unsigned char>(GetSmartRcDeviceType());
-    bt_hid_send_device_command(address.c_str(), deviceType, kCommandGripSensorOn);
+    bt_hid_send_device_command(address.c_str(), deviceType, BT_HID_COMMAND_GRIP_SENSOR_ON);
 }
 
-void CSmartRcEventHandler::GripSensorOff(const std::string& address)
+void CSmartRcEventHandler::GripSensorOff(const std::string& address) const
 {
     LOGI("GripSensorOff");
     const auto deviceType = static_cast<unsigned char>(GetSmartRcDeviceType());
-    bt_hid_send_device_command(address.c_str(), deviceType, kCommandGripSensorOff);
+    bt_hid_send_device_command(address.c_str(), deviceType, BT_HID_COMMAND_GRIP_SENSOR_OFF);
 }
 
-bool CSmartRcEventHandler::GripSensorPopupAvailable()
+bool CSmartRcEventHandler::GripSensorPopupAvailable() const
 {
     if (QueryState() == BT_SC_GRIP_SENSOR_NOT_AVAILABLE) {
         LOGE("BT_SC_GRIP_SENSOR_NOT_AVAILABLE");
@@ -145,7 +140,7 @@ bool CSmartRcEventHandler::GripSensorPopupAvailable()
         return false;
     }
     int count = 0;
-    vconf_get_int(kPopupCountKey, &count);
+    vconf_get_int(VconfKey::kGripPopupCount, &count);
     LOGI("count : %d", count);
     if (count >= kMaxPopupCount) {
         LOGE("reached max count");
@@ -154,14 +149,14 @@ bool CSmartRcEventHandler::GripSensorPopupAvailable()
     return true;
 }
 
-void CSmartRcEventHandler::sendGripsensorKpi(unsigned char key)
+void CSmartRcEventHandler::sendGripsensorKpi(unsigned char key) const
 {
     try {
-        int adc = -1;
+        int adc = kNoReading;
         int lux = 0;
         GetSmartRcAdc(adc);
         GetLuxValue(lux);
-        if (adc == -1 || lux == -1) {
+        if (adc == kNoReading || lux == kNoReading) {
             LOGE("kpi value data is invalid");
             return;
         }
@@ -172,7 +167,7 @@ void CSmartRcEventHandler::sendGripsensorKpi(unsigned char key)
     }
 }
 
-int CSmartRcEventHandler::getGripSensorKpiStatus()
+int CSmartRcEventHandler::getGripSensorKpiStatus() const
 {
     bt_hid_sc_grip_sensor_state_e state = BT_SC_GRIP_SENSOR_NOT_AVAILABLE;
     if (bt_hid_get_smart_rc_grip_sensor_state(&state) != BT_ERROR_NONE) {

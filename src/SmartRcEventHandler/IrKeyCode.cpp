@@ -2,9 +2,13 @@
 
 #include "CommonUtil.h"
 #include "ExceptionText.h"
+#include "Guard.h"
 #include "LiteDebug.h"
+#include "Living.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "SystemConfigUtil.h"
+
+#include <glib.h>
 
 #include <bt_error.h>
 #include <device_power.h>
@@ -16,17 +20,13 @@ namespace {
 constexpr unsigned int kPeriodSeconds = 10;
 constexpr unsigned char kCommandIrKeyCode = 0x24;
 constexpr int kMaxRetries = 2;
-constexpr power_state_e kNormalPower = 0;
 
 } // namespace
 
 int CSmartRcEventHandler::OnIrKeyCodeTimer(void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is nullptr");
-        return G_SOURCE_REMOVE;
-    }
-    auto* handler = static_cast<CSmartRcEventHandler*>(userData);
+    auto* handler = Living<CSmartRcEventHandler>::Find(userData);
+    RETURN_IF_NULL(handler, "userData is nullptr", G_SOURCE_REMOVE);
     if (handler->SendIrKeyCodeCommand()) {
         return G_SOURCE_CONTINUE;
     }
@@ -49,7 +49,7 @@ void CSmartRcEventHandler::RemoveIrKeyCodeTimer()
     Util::CommonUtil::RemoveTimer(&m_irKeyCodeTimerId);
 }
 
-bool CSmartRcEventHandler::SendIrKeyCodeCommand()
+bool CSmartRcEventHandler::SendIrKeyCodeCommand() const
 {
     // Retries go on counting when the remote is lost between two of them.
     static int count = 0;
@@ -57,7 +57,7 @@ bool CSmartRcEventHandler::SendIrKeyCodeCommand()
         if (!IsSmartRcConnected()) {
             return false;
         }
-        if (device_power_get_state() != kNormalPower) {
+        if (device_power_get_state() != DEVICE_POWER_STATE_NORMAL) {
             LOGI("power state is not normal. Do not send year information");
             return false;
         }

@@ -1,7 +1,11 @@
 // The no-latency mode of both remotes. The wheel is served after the smart remote, also when that gave up.
 
+#include "Guard.h"
 #include "LiteDebug.h"
+#include "Living.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
+
+#include <glib.h>
 
 #include <bt_error.h>
 
@@ -18,11 +22,8 @@ bool IsSuccess(int result)
 gboolean OnSmartRcRetryTimer(gpointer userData)
 {
     static int count = 0;
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return G_SOURCE_REMOVE;
-    }
-    auto* handler = static_cast<CSmartRcEventHandler*>(userData);
+    auto* handler = Living<CSmartRcEventHandler>::Find(userData);
+    RETURN_IF_NULL(handler, "userData is NULL", G_SOURCE_REMOVE);
     if (handler->SetNoLatency(handler->GetSmartRcAddress())) {
         LOGI("success to bt_hid_set_no_latency");
     } else if (count <= kLastRetry) {
@@ -40,13 +41,11 @@ gboolean OnSmartRcRetryTimer(gpointer userData)
 gboolean OnHalvoWheelRetryTimer(gpointer userData)
 {
     static int count = 0;
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return G_SOURCE_REMOVE;
-    }
+    auto* handler = Living<CSmartRcEventHandler>::Find(userData);
+    RETURN_IF_NULL(handler, "userData is NULL", G_SOURCE_REMOVE);
     // The wheel may be another one, or gone, since the last try.
     std::string address;
-    if (!static_cast<CSmartRcEventHandler*>(userData)->GetHalvoWheelAddress(address)) {
+    if (!handler->GetHalvoWheelAddress(address)) {
         LOGE("failed to get halvo address do not retry");
         return G_SOURCE_REMOVE;
     }
@@ -65,7 +64,7 @@ gboolean OnHalvoWheelRetryTimer(gpointer userData)
 
 } // namespace
 
-bool CSmartRcEventHandler::SetNoLatency(const std::string& address)
+bool CSmartRcEventHandler::SetNoLatency(const std::string& address) const
 {
     if (!IsSuccess(bt_hid_set_conn_no_latency(address.c_str(), true))) {
         LOGW("Now in progress or operation failed, retry");

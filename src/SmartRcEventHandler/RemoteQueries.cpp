@@ -48,7 +48,7 @@ int QueryAddress(int (*query)(char**), std::string& address)
 
 } // namespace
 
-bool CSmartRcEventHandler::IsSmartRcConnected()
+bool CSmartRcEventHandler::IsSmartRcConnected() const
 {
     bool connected = false;
     const int result = bt_hid_get_smart_remote_conn_status(&connected);
@@ -60,7 +60,7 @@ bool CSmartRcEventHandler::IsSmartRcConnected()
     return connected;
 }
 
-bool CSmartRcEventHandler::IsHalvoWheelConnected()
+bool CSmartRcEventHandler::IsHalvoWheelConnected() const
 {
     bool connected = false;
     const int result = bt_hid_get_halvo_switch_connection_state(&connected);
@@ -72,7 +72,7 @@ bool CSmartRcEventHandler::IsHalvoWheelConnected()
     return connected;
 }
 
-bool CSmartRcEventHandler::IsRemoteDeviceConnected(Remote_Control_Device_Type type)
+bool CSmartRcEventHandler::IsRemoteDeviceConnected(Remote_Control_Device_Type type) const
 {
     switch (type) {
     case SmartRc:
@@ -85,7 +85,7 @@ bool CSmartRcEventHandler::IsRemoteDeviceConnected(Remote_Control_Device_Type ty
     }
 }
 
-bool CSmartRcEventHandler::GetDeviceAddress(std::string& address, Remote_Control_Device_Type type)
+bool CSmartRcEventHandler::GetDeviceAddress(std::string& address, Remote_Control_Device_Type type) const
 {
     if (!IsRemoteDeviceConnected(type)) {
         return false;
@@ -101,7 +101,7 @@ bool CSmartRcEventHandler::GetDeviceAddress(std::string& address, Remote_Control
     return true;
 }
 
-bool CSmartRcEventHandler::GetHalvoWheelAddress(std::string& address)
+bool CSmartRcEventHandler::GetHalvoWheelAddress(std::string& address) const
 {
     const int result = QueryAddress(bt_hid_get_halvo_switch_address, address);
     if (result != BT_ERROR_NONE) {
@@ -112,7 +112,7 @@ bool CSmartRcEventHandler::GetHalvoWheelAddress(std::string& address)
     return true;
 }
 
-bool CSmartRcEventHandler::IsSmartRcAddress(const std::string& address)
+bool CSmartRcEventHandler::IsSmartRcAddress(const std::string& address) const
 {
     std::string connected;
     const int result = QueryAddress(bt_hid_get_smart_rc_address, connected);
@@ -124,7 +124,7 @@ bool CSmartRcEventHandler::IsSmartRcAddress(const std::string& address)
     return connected == address;
 }
 
-bool CSmartRcEventHandler::IsHalvoWheelAddress(const std::string& address)
+bool CSmartRcEventHandler::IsHalvoWheelAddress(const std::string& address) const
 {
     std::string connected;
     if (QueryAddress(bt_hid_get_halvo_switch_address, connected) != BT_ERROR_NONE) {
@@ -135,19 +135,19 @@ bool CSmartRcEventHandler::IsHalvoWheelAddress(const std::string& address)
     return connected == address;
 }
 
-std::string CSmartRcEventHandler::GetSmartRcAddress()
+std::string CSmartRcEventHandler::GetSmartRcAddress() const
 {
     return m_smartRcAddress;
 }
 
-int CSmartRcEventHandler::GetSmartRcDeviceType()
+int CSmartRcEventHandler::GetSmartRcDeviceType() const
 {
     unsigned char type = 0;
     bt_hid_get_smart_rc_device_type(&type);
     return type;
 }
 
-bool CSmartRcEventHandler::Is2MicSmartRc()
+bool CSmartRcEventHandler::Is2MicSmartRc() const
 {
     if (m_smartRcAddress.empty()) {
         LOGE("Connected Smart rc is None");
@@ -161,7 +161,7 @@ bool CSmartRcEventHandler::Is2MicSmartRc()
     return true;
 }
 
-void CSmartRcEventHandler::SetHsmVconf(const std::string& address, int reason)
+void CSmartRcEventHandler::SetHsmVconf(const std::string& address, int reason) const
 {
     if (m_smartRcAddress.empty() && m_halvoWheelAddress.empty()) {
         LOGE("Connected remote device is none");
@@ -180,7 +180,7 @@ void CSmartRcEventHandler::SetHsmVconf(const std::string& address, int reason)
              kDisconnectReasons[static_cast<std::size_t>(reason)]);
 }
 
-void CSmartRcEventHandler::SetHsmVconf(const std::string& reason)
+void CSmartRcEventHandler::SetHsmVconf(const std::string& reason) const
 {
     if (!m_smartRcAddress.empty()) {
         WriteHsm(kSmartRcHsmKeys, m_smartRcAddress, reason);
@@ -190,7 +190,7 @@ void CSmartRcEventHandler::SetHsmVconf(const std::string& reason)
     }
 }
 
-void CSmartRcEventHandler::ResetHsmVconf(Remote_Control_Device_Type type)
+void CSmartRcEventHandler::ResetHsmVconf(Remote_Control_Device_Type type) const
 {
     switch (type) {
     case SmartRc:

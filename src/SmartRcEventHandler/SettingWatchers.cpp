@@ -1,9 +1,13 @@
 // Settings that others write and the remotes hear of.
 
+#include "Guard.h"
 #include "LiteDebug.h"
+#include "Living.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "SystemConfigUtil.h"
 #include "VconfUtil.h"
+
+#include <glib.h>
 
 #include <bt_adapter.h>
 
@@ -18,113 +22,65 @@ constexpr int kFactoryModeOn = 1;
 constexpr int kServiceResetStarted = 0;
 constexpr unsigned int kUseModeDelaySeconds = 5;
 
-/// Whether this value was written. A missing node holds none, least of all the 0 that starts a service reset.
-bool Holds(keynode_t* keyNode, int value)
+template <auto Handler>
+void Forward(keynode_t* keyNode, void* userData)
 {
-    if (keyNode == nullptr) {
-        LOGE("keyNode is null");
-        return false;
-    }
-    return vconf_keynode_get_int(keyNode) == value;
+    RETURN_IF_NULL(userData, "userData is NULL");
+    (static_cast<CSmartRcEventHandler*>(userData)->*Handler)(keyNode);
 }
 
-/// The handler that a watch was registered with, null if there is none.
-CSmartRcEventHandler* HandlerOf(void* userData)
+/// For handlers that one value alone concerns. A missing node holds none, least of all the 0 that starts a service
+/// reset.
+template <auto Handler, int Value>
+void ForwardValue(keynode_t* keyNode, void* userData)
 {
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-    }
-    return static_cast<CSmartRcEventHandler*>(userData);
-}
-
-void OnUseMode(keynode_t* keyNode, void* userData)
-{
-    if (CSmartRcEventHandler* handler = HandlerOf(userData)) {
-        handler->OnUseModeChanged(keyNode);
+    RETURN_IF_NULL(userData, "userData is NULL");
+    RETURN_IF_NULL(keyNode, "keyNode is null");
+    if (vconf_keynode_get_int(keyNode) == Value) {
+        (static_cast<CSmartRcEventHandler*>(userData)->*Handler)(keyNode);
     }
 }
 
-void OnOobState(keynode_t* keyNode, void* userData)
+void ForwardWizardMode(keynode_t*, void* userData)
 {
-    if (CSmartRcEventHandler* handler = HandlerOf(userData)) {
-        handler->OnOobStateChanged(keyNode);
-    }
-}
-
-void OnDuid(keynode_t* keyNode, void* userData)
-{
-    if (CSmartRcEventHandler* handler = HandlerOf(userData)) {
-        handler->OnDuidChanged(keyNode);
-    }
-}
-
-void OnFactoryMode(keynode_t* keyNode, void* userData)
-{
-    CSmartRcEventHandler* handler = HandlerOf(userData);
-    if (handler != nullptr && Holds(keyNode, kFactoryModeOn)) {
-        handler->OnFactoryLaunched(keyNode);
-    }
-}
-
-void OnReset(keynode_t* keyNode, void* userData)
-{
-    CSmartRcEventHandler* handler = HandlerOf(userData);
-    if (handler != nullptr && Holds(keyNode, kServiceResetStarted)) {
-        handler->OnServiceReset(keyNode);
-    }
-}
-
-void OnWizardMode(keynode_t*, void* userData)
-{
-    if (CSmartRcEventHandler* handler = HandlerOf(userData)) {
-        handler->SetGripSensorOnOff();
-    }
-}
-
-void OnTouchIrMode(keynode_t* keyNode, void* userData)
-{
-    if (CSmartRcEventHandler* handler = HandlerOf(userData)) {
-        handler->OnTouchIrModeChanged(keyNode);
-    }
-}
-
-void OnFirstScreen(keynode_t* keyNode, void* userData)
-{
-    if (CSmartRcEventHandler* handler = HandlerOf(userData)) {
-        handler->OnFirstScreenStateChagned(keyNode);
-    }
-}
-
-/// Only ever named to end a watch. It is not the one that watches, so the watch stays: the first screen is of interest
-/// to the next remote too.
-void OnFirstScreenUnwatched(keynode_t* keyNode, void* userData)
-{
-    OnFirstScreen(keyNode, userData);
+    RETURN_IF_NULL(userData, "userData is NULL");
+    static_cast<CSmartRcEventHandler*>(userData)->SetGripSensorOnOff();
 }
 
 struct Watch
 {
     const char* key;
-    vconf_callback_fn callback;
+    vconf_callback_fn forwarder;
 };
+
 constexpr std::array<Watch, 7> kWatches = {{
-    {"db/menu/support/use_mode", OnUseMode},
-    {"db/vyrel/oob_status", OnOobState},
-    {"db/comss/duid", OnDuid},
-    {"memory/factoryapp/factory_mode", OnFactoryMode},
-    {"db/notification-service/reset", OnReset},
-    {"memory/wizard/wizard_mode", OnWizardMode},
-    {"memory/touch_interactive/touch_interactive_running", OnTouchIrMode},
+    {"db/menu/support/use_mode", Forward<&CSmartRcEventHandler::OnUseModeChanged>},
+    {"db/vyrel/oob_status", Forward<&CSmartRcEventHandler::OnOobStateChanged>},
+    {"db/comss/duid", Forward<&CSmartRcEventHandler::OnDuidChanged>},
+    {"memory/factoryapp/factory_mode", ForwardValue<&CSmartRcEventHandler::OnFactoryLaunched, kFactoryModeOn>},
+    {"db/notification-service/reset", ForwardValue<&CSmartRcEventHandler::OnServiceReset, kServiceResetStarted>},
+    {"memory/wizard/wizard_mode", ForwardWizardMode},
+    {"memory/touch_interactive/touch_interactive_running", Forward<&CSmartRcEventHandler::OnTouchIrModeChanged>},
 }};
+
+/// This watch is never ended, so a write may come when the handler is gone.
+void ForwardFirstScreen(keynode_t* keyNode, void* userData)
+{
+    auto* handler = Living<CSmartRcEventHandler>::Find(userData);
+    RETURN_IF_NULL(handler, "userData is NULL");
+    handler->OnFirstScreenStateChagned(keyNode);
+}
+
+/// Named to end the watch on the first screen. It is not the one that watches, so the watch stays: the next remote
+/// needs it too, and names it once more when it connects.
+void NeverWatched(keynode_t*, void*) {}
 
 } // namespace
 
 int CSmartRcEventHandler::OnUseModeTimer(void* userData)
 {
-    CSmartRcEventHandler* handler = HandlerOf(userData);
-    if (handler == nullptr) {
-        return G_SOURCE_REMOVE;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL", G_SOURCE_REMOVE);
+    auto* handler = static_cast<CSmartRcEventHandler*>(userData);
     handler->m_useModeTimerId = 0;
     if (!handler->m_smartRcAddress.empty()) {
         handler->SendShopModeToSmartRC(0);
@@ -135,23 +91,20 @@ int CSmartRcEventHandler::OnUseModeTimer(void* userData)
 void CSmartRcEventHandler::InitVconfKeyCallbacks()
 {
     for (const Watch& watch : kWatches) {
-        vconf_notify_key_changed(watch.key, watch.callback, this);
+        vconf_notify_key_changed(watch.key, watch.forwarder, this);
     }
 }
 
 void CSmartRcEventHandler::DeInitVconfKeyCallbacks()
 {
     for (const Watch& watch : kWatches) {
-        vconf_ignore_key_changed(watch.key, watch.callback);
+        vconf_ignore_key_changed(watch.key, watch.forwarder);
     }
 }
 
 void CSmartRcEventHandler::OnUseModeChanged(keynode_t* keyNode)
 {
-    if (keyNode == nullptr) {
-        LOGE("keyNode is null");
-        return;
-    }
+    RETURN_IF_NULL(keyNode, "keyNode is null");
     const int useMode = vconf_keynode_get_int(keyNode);
     if (!Util::SystemConfigUtil::IsHalvo()) {
         LOGI("Normal TV");
@@ -175,10 +128,7 @@ void CSmartRcEventHandler::OnUseModeChanged(keynode_t* keyNode)
 
 void CSmartRcEventHandler::OnOobStateChanged(keynode_t* keyNode)
 {
-    if (keyNode == nullptr) {
-        LOGE("keyNode is null");
-        return;
-    }
+    RETURN_IF_NULL(keyNode, "keyNode is null");
     if (vconf_keynode_get_int(keyNode) == kOobDone) {
         OnDuidChanged(keyNode);
     }
@@ -196,7 +146,7 @@ void CSmartRcEventHandler::OnServiceReset(keynode_t*)
     SendNoLatencyToSmartRC();
 }
 
-bool CSmartRcEventHandler::IsShopMode()
+bool CSmartRcEventHandler::IsShopMode() const
 {
     int useMode = 0;
     Util::VconfUtil::GetVconf(VconfKey::DB_MENU_SUPPORT_USE_MODE, useMode);
@@ -205,24 +155,21 @@ bool CSmartRcEventHandler::IsShopMode()
 
 void CSmartRcEventHandler::SetFirstScreenCallback()
 {
-    vconf_notify_key_changed(kFirstScreenKey, OnFirstScreen, this);
+    vconf_notify_key_changed(kFirstScreenKey, ForwardFirstScreen, this);
 }
 
-void CSmartRcEventHandler::UnSetFirstScreenCallback()
+void CSmartRcEventHandler::UnSetFirstScreenCallback() const
 {
     if (!m_smartRcAddress.empty() || !m_halvoWheelAddress.empty()) {
         LOGI("Connected remote device is exist");
         return;
     }
-    vconf_ignore_key_changed(kFirstScreenKey, OnFirstScreenUnwatched);
+    vconf_ignore_key_changed(kFirstScreenKey, NeverWatched);
 }
 
 void CSmartRcEventHandler::OnFirstScreenStateChagned(keynode_t* keyNode)
 {
-    if (keyNode == nullptr) {
-        LOGE("keyNode is null");
-        return;
-    }
+    RETURN_IF_NULL(keyNode, "keyNode is null");
     if (vconf_keynode_get_int(keyNode) != kFirstScreenShown) {
         return;
     }

@@ -1,8 +1,11 @@
 // Shop mode: the remotes of a set on display behave differently, so they are told, again where the link is busy.
 
 #include "CommonUtil.h"
+#include "Guard.h"
 #include "LiteDebug.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
+
+#include <glib.h>
 
 #include <bt_error.h>
 
@@ -10,8 +13,6 @@
 
 namespace {
 
-constexpr unsigned char kCommandShopModeOn = 0x06;
-constexpr unsigned char kCommandShopModeOff = 0x07;
 constexpr int kUseModeShop = 1;
 constexpr unsigned int kRetryPeriodMs = 200;
 constexpr int kMaxRetries = 5;
@@ -31,7 +32,7 @@ int Send(const ShopModeData& data)
 
 } // namespace
 
-void CSmartRcEventHandler::SendShopModeToSmartRC(int useMode)
+void CSmartRcEventHandler::SendShopModeToSmartRC(int useMode) const
 {
     if (m_smartRcAddress.empty()) {
         return;
@@ -40,7 +41,7 @@ void CSmartRcEventHandler::SendShopModeToSmartRC(int useMode)
     HandleShopMode(m_smartRcAddress, GetSmartRcDeviceType(), useMode);
 }
 
-void CSmartRcEventHandler::SendShopModeToHalvo(int useMode)
+void CSmartRcEventHandler::SendShopModeToHalvo(int useMode) const
 {
     if (m_halvoWheelAddress.empty()) {
         return;
@@ -50,17 +51,14 @@ void CSmartRcEventHandler::SendShopModeToHalvo(int useMode)
     HandleShopMode(m_halvoWheelAddress, GetSmartRcDeviceType(), useMode);
 }
 
-void CSmartRcEventHandler::HandleShopMode(const std::string& address, int deviceType, int useMode)
+void CSmartRcEventHandler::HandleShopMode(const std::string& address, int deviceType, int useMode) const
 {
     LOGI("Shop mode is %d", useMode);
-    const unsigned char command = useMode == kUseModeShop ? kCommandShopModeOn : kCommandShopModeOff;
+    const unsigned char command = useMode == kUseModeShop ? BT_HID_COMMAND_SHOP_MODE_ON : BT_HID_COMMAND_SHOP_MODE_OFF;
     SendShopMode({std::make_unique<ShopModeData>(address, deviceType, command).release(), Destroy});
 }
 
-void CSmartRcEventHandler::SendShopMode(
-    std::unique_ptr<std::tuple<std::string, int, unsigned char>,
-                    std::function<void(std::tuple<std::string, int, unsigned char>*)>>
-        shopModeData)
+void CSmartRcEventHandler::SendShopMode(ShopModeDataPtr shopModeData) const
 {
     if (!shopModeData) {
         LOGE("shopModeData is nullptr");
@@ -78,12 +76,10 @@ void CSmartRcEventHandler::SendShopMode(
 
 int CSmartRcEventHandler::RetryTimerSendShopMode(void* userData)
 {
-    // One budget for all requests of the process's life: a remote that never answers is not asked for ever.
+    // Never set back: all requests of the process's life share these retries. Once they are used up, a request that
+    // fails is tried once more and then dropped.
     static int cnt = 0;
-    if (userData == nullptr) {
-        LOGE("userData is NULL");
-        return G_SOURCE_REMOVE;
-    }
+    RETURN_IF_NULL(userData, "userData is NULL", G_SOURCE_REMOVE);
     auto* data = static_cast<ShopModeData*>(userData);
     if (Send(*data) != BT_ERROR_NONE && cnt < kMaxRetries) {
         ++cnt;

@@ -1,11 +1,11 @@
-// Start and stop of the remotes' handler, and its way to the connection manager.
+// Start and stop of the remotes' handler.
 
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 
 #include "DbusClient/DbusClient.h"
-#include "DbusClient/Sibling.h"
-#include "GlibPointers.h"
 #include "LiteDebug.h"
+
+#include <glib.h>
 
 #include <utility>
 
@@ -56,15 +56,4 @@ void CSmartRcEventHandler::Deinit()
         g_source_remove(m_useModeTimerId);
         m_useModeTimerId = 0;
     }
-}
-
-void CSmartRcEventHandler::CallConnectionManager(const std::string& method, GVariant* arguments)
-{
-    const Util::VariantPtr body = Util::TakeBody(arguments);
-    if (!m_dbusClient) {
-        LOGE("dbus client is NULL");
-        return;
-    }
-    m_dbusClient->SendDbusMethod(kConnectionManager.name, kConnectionManager.path, kConnectionManager.interface, method,
-                                 body.get());
 }

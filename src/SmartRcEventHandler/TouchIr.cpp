@@ -1,6 +1,7 @@
 // The touch-IR monitor runs while its setting is on.
 
 #include "DbusClient/DbusClient.h"
+#include "Guard.h"
 #include "LiteDebug.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "VconfUtil.h"
@@ -12,16 +13,13 @@ constexpr const char* kStop = "Stop";
 
 void Send(const std::shared_ptr<CDbusClient>& dbusClient, const char* command)
 {
-    if (!dbusClient) {
-        LOGE("dbus client is NULL");
-        return;
-    }
+    RETURN_IF_NULL(dbusClient, "dbus client is NULL");
     dbusClient->SendToTouchIrMonitor(command);
 }
 
 } // namespace
 
-void CSmartRcEventHandler::StartTouchIrMonitor()
+void CSmartRcEventHandler::StartTouchIrMonitor() const
 {
     int touchIrMode = 0;
     Util::VconfUtil::GetVconf(VconfKey::MEMORY_TOUCH_INTERACTIVE_TOUCH_INTERACTIVE_RUNNING, touchIrMode);
@@ -32,12 +30,9 @@ void CSmartRcEventHandler::StartTouchIrMonitor()
     Send(m_dbusClient, kStart);
 }
 
-void CSmartRcEventHandler::OnTouchIrModeChanged(keynode_t* keyNode)
+void CSmartRcEventHandler::OnTouchIrModeChanged(keynode_t* keyNode) const
 {
-    if (keyNode == nullptr) {
-        LOGE("keyNode is null");
-        return;
-    }
+    RETURN_IF_NULL(keyNode, "keyNode is null");
     const int touchIrMode = vconf_keynode_get_int(keyNode);
     LOGI("touchIrMode: %d", touchIrMode);
     // At start any value but 0 is on; a change is on with 1 only.

@@ -29,10 +29,10 @@ constexpr int kEraseMs = 1500;
 constexpr int kRetryMs = 50;
 constexpr unsigned long kRetryUs = 1000UL * kRetryMs;
 
-using SendCommand = bool (CSmartRcEventHandler::*)();
+using SendCommand = bool (CSmartRcEventHandler::*)() const;
 
 /// Sends until the remote takes the command or the retries, which both remotes share, are used up.
-void SendWithRetries(CSmartRcEventHandler& remotes, SendCommand send, int& retryCount)
+void SendWithRetries(const CSmartRcEventHandler& remotes, SendCommand send, int& retryCount)
 {
     bool isSent = (remotes.*send)();
     while (!isSent && retryCount < kMostRetries) {

@@ -210,7 +210,7 @@ TEST_F(SolarTest, WithoutABusClientNothingIsSentAndNothingIsLost)
     Settle();
     RemoteConnects();
     RemoteReports(Battery(5, 1));
-    EXPECT_EQ(TimesSaid("E dbus client is NULL"), 1);
+    EXPECT_EQ(TimesSaid("E no bus client, SmartRcBatteryNotify is dropped"), 1);
     EXPECT_EQ(tv.settings.Int(kLevelOfRemote), 5);
 }
 
