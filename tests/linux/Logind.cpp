@@ -5,7 +5,6 @@
 #include <gio/gunixfdlist.h>
 
 #include <fcntl.h>
-#include <login_dbus.h>
 #include <poll.h>
 #include <unistd.h>
 

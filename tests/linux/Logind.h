@@ -5,12 +5,12 @@
 
 #include <gio/gio.h>
 
+#include <login_dbus.h>
+
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
-
-struct _LoginManager;
 
 namespace linux_test {
 
@@ -49,7 +49,7 @@ public:
 
 private:
     using ConnectionPtr = std::unique_ptr<GDBusConnection, Util::ReleaseWith<g_object_unref>>;
-    using ManagerPtr = std::unique_ptr<_LoginManager, Util::ReleaseWith<g_object_unref>>;
+    using ManagerPtr = std::unique_ptr<LoginManager, Util::ReleaseWith<g_object_unref>>;
 
     struct Hold
     {
@@ -57,8 +57,8 @@ private:
         int end; ///< it reads nothing until whoever holds the other one lets go
     };
 
-    static gboolean OnRequest(_LoginManager* manager, GDBusMethodInvocation* call, gboolean interactive, gpointer self);
-    static gboolean OnInhibit(_LoginManager* manager, GDBusMethodInvocation* call, GUnixFDList* descriptors,
+    static gboolean OnRequest(LoginManager* manager, GDBusMethodInvocation* call, gboolean interactive, gpointer self);
+    static gboolean OnInhibit(LoginManager* manager, GDBusMethodInvocation* call, GUnixFDList* descriptors,
                               const char* what, const char* who, const char* why, const char* mode, gpointer self);
     void CloseHolds();
 

@@ -91,7 +91,7 @@ void KeyFiles::ReadFolder(const std::string& folder)
     g_dir_close(entries);
     std::sort(names.begin(), names.end());
     for (const std::string& name : names) {
-        ReadFile(folder + "/" + name);
+        ReadFile(std::string(folder).append("/").append(name));
     }
 }
 

@@ -4,7 +4,6 @@
 
 #include <gio/gunixfdlist.h>
 
-#include <login_dbus.h>
 #include <unistd.h>
 
 namespace power {
@@ -20,7 +19,7 @@ Inhibitor::~Inhibitor()
     Drop();
 }
 
-void Inhibitor::Take(_LoginManager* login)
+void Inhibitor::Take(LoginManager* login)
 {
     if (IsHeld() || m_asking) {
         return;

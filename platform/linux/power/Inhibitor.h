@@ -4,9 +4,9 @@
 
 #include <gio/gio.h>
 
-#include <memory>
+#include <login_dbus.h>
 
-struct _LoginManager;
+#include <memory>
 
 namespace power {
 
@@ -23,7 +23,7 @@ public:
     Inhibitor& operator=(const Inhibitor&) = delete;
 
     /// Asks for it, unless it is held or asked for already. Failure is named in the log.
-    void Take(_LoginManager* login);
+    void Take(LoginManager* login);
     /// Gives it back; an answer that is still on its way gives nothing any more.
     void Drop();
 

@@ -2,8 +2,6 @@
 
 #include "Log.h"
 
-#include <login_dbus.h>
-
 #include <memory>
 #include <utility>
 

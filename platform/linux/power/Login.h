@@ -5,9 +5,9 @@
 
 #include <gio/gio.h>
 
-#include <functional>
+#include <login_dbus.h>
 
-struct _LoginManager;
+#include <functional>
 
 namespace power {
 
@@ -55,8 +55,8 @@ public:
 private:
     static void OnProxy(GObject* source, GAsyncResult* result, gpointer self);
     static void OnOwner(GObject* proxy, GParamSpec* property, gpointer self);
-    static void OnPrepareForSleep(_LoginManager* proxy, gboolean start, gpointer self);
-    static void OnPrepareForShutdown(_LoginManager* proxy, gboolean start, gpointer self);
+    static void OnPrepareForSleep(LoginManager* proxy, gboolean start, gpointer self);
+    static void OnPrepareForShutdown(LoginManager* proxy, gboolean start, gpointer self);
     static void OnAnswer(GObject* proxy, GAsyncResult* result, gpointer data);
 
     [[nodiscard]] bool IsThere() const;
@@ -64,7 +64,7 @@ private:
 
     Listener& m_listener;
     bus::ObjectPtr<GCancellable> m_life; ///< of all that is asked of this connection
-    bus::ObjectPtr<_LoginManager> m_proxy;
+    bus::ObjectPtr<LoginManager> m_proxy;
     bool m_delays = false;
     bool m_blocks = false;
     Inhibitor m_delay{"sleep:shutdown", "remotes and speakers are told first", "delay"};

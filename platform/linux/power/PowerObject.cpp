@@ -5,8 +5,6 @@
 #include "power/PowerManager.h"
 #include "power/Wake.h"
 
-#include <vantor_dbus.h>
-
 namespace power {
 
 namespace {

@@ -5,8 +5,7 @@
 #include <gio/gio.h>
 
 #include <device_power.h>
-
-struct _VantorPower1;
+#include <vantor_dbus.h>
 
 namespace power {
 
@@ -29,7 +28,7 @@ public:
     void Refresh() const;
 
 private:
-    bus::ObjectPtr<_VantorPower1> m_skeleton;
+    bus::ObjectPtr<VantorPower1> m_skeleton;
     PowerManager& m_manager;
     bool m_isExported = false;
 };
