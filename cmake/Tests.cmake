@@ -16,7 +16,9 @@ function(vyrel_add_tests name)
     endforeach()
     target_link_libraries(${name} PRIVATE tests_support)
     target_precompile_headers(${name} REUSE_FROM tests_support)
+    # A parameter's value would be printed behind the name of its case, as far as 300 characters to the right.
     gtest_discover_tests(${name}
         TEST_PREFIX "${name}."
+        NO_PRETTY_VALUES
         PROPERTIES TIMEOUT 120 ENVIRONMENT "G_DEBUG=fatal-criticals")
 endfunction()

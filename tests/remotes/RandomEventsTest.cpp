@@ -336,6 +336,7 @@ TEST_P(RandomEventsTest, WhateverHappensTheInvariantsHold)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, RandomEventsTest, testing::Range(1U, 11U));
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomEventsTest, testing::Range(1U, 11U),
+                         [](const auto& tested) { return std::to_string(tested.param); });
 
 } // namespace
