@@ -2,8 +2,8 @@
 
 #include <sound_manager.h>
 
-/// The Bluetooth speaker that the set's sound went to last. It is called back some time after the set was switched on,
-/// whether by a start of the service or out of standby, unless it has come back by itself.
+/// The Bluetooth speaker that the set's sound went to last. Some time after a start of the service, and after the set
+/// was switched on, the connection manager is asked to call it back; after a start, only if it has not come by itself.
 namespace LastSpeaker {
 
 /// The time it is given to come back by itself, in milliseconds.

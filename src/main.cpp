@@ -1,5 +1,5 @@
 // clang-format off
-// Makes the components, starts and stops them in order. Whoever reads the logs knows these statements by their lines.
+// Makes the components, starts and stops them in order. The log names line numbers that readers rely on: none may move.
 #include "AutoSwitchingLauncher/AutoSwitchingLauncher.h"
 #include "Bluetooth/BluetoothEventHandler.h"
 #include "DbusClient/DbusClient.h"
@@ -41,14 +41,14 @@ try {
         smartRc->Deinit();
         dbus->Deinit();
         LOGE("exit vyrel-lite");
-        // What was made first goes last; a deed that failed half way comes past here too, by unwinding.
+        // Here the objects above are destroyed, last made first: after a stop, and when an exception leaves the block.
 
     } catch (const std::exception& exception) {
         LOGE("exception = %s", exception.what());
     }
-    return 1; // nobody is meant to end the service, so a stop in good order reads like any other end
+    return 1; // also after a stop in order: the service is meant to run as long as the set, so every end is unexpected
 } catch (...) {
-    // Caught only so that the scope above is left, and traced, before the process ends abnormally.
+    // Caught only so that the scope above is left and its OUT line logged: without a handler, none would be unwound.
     throw;
 }
 // clang-format on

@@ -30,7 +30,7 @@ char LowByte(int number)
 
 } // namespace
 
-bool CBluetoothEventHandler::checkVisibilityOption()
+bool CBluetoothEventHandler::checkVisibilityOption() const
 {
     const power_state_e state = device_power_get_state();
     LOGI("Power state : [%d]", state);

@@ -23,7 +23,7 @@
 
 namespace {
 
-// A string setting that says nothing holds one blank.
+// How an empty text setting is written.
 const char* const kBlank = " ";
 
 void ForwardAdapterState(int result, bt_adapter_state_e state, void* userData)
@@ -109,7 +109,7 @@ void CBluetoothEventHandler::onAdapterStateChange(int /*result*/, bt_adapter_sta
 
 void CBluetoothEventHandler::handleAdapterEnable()
 {
-    // Whoever waits for Bluetooth holds the set up until now.
+    // On its way to standby or low power the set was locked there until Bluetooth is up, which it is now.
     const power_state_e powerState = Util::TvStatusUtil::GetPowerState();
     if (powerState == DEVICE_POWER_STATE_STANDBY) {
         LOGE("<Not Error> unlock standby power state");
@@ -148,7 +148,7 @@ void CBluetoothEventHandler::handleAdapterDisable()
     SendRemoteLostKpi();
 }
 
-bool CBluetoothEventHandler::isAdapterFactoryOptionEnable()
+bool CBluetoothEventHandler::isAdapterFactoryOptionEnable() const
 {
     bool isDisabled = false;
     Util::VconfUtil::GetVconf(VconfKey::DB_LOW_POWER_SUPPORT_BT_DISABLE, isDisabled);
@@ -162,7 +162,7 @@ void CBluetoothEventHandler::handleAdapterFactoryOptionEnable()
     // The setting keeps what was wanted, not what came of it.
     Util::VconfUtil::SetVconf(VconfKey::DB_LOW_POWER_SUPPORT_BT_DISABLE, false);
     if (result == BT_ERROR_ALREADY_DONE) {
-        // No change will be reported, so this is the time.
+        // It was on, so no change will be reported whose handling would do this.
         setAdapterVisibility();
         removeAllPairedDeviceToReset();
     } else if (result != BT_ERROR_NONE) {

@@ -24,6 +24,8 @@ class CSmartRcEventHandler;
 /// Exceptions: a setting can keep the adapter off; an adapter that is on already reports no change, so what an enable
 /// would do is done at once; a reset leaves a mark in the settings, and all pairings but the remote's are removed; a
 /// request to pair or connect cancels the reconnection of the last speaker.
+///
+/// Operations that only ask are const, also where they have no member to leave alone.
 class CBluetoothEventHandler
 {
 public:
@@ -33,6 +35,9 @@ public:
     CBluetoothEventHandler& operator=(const CBluetoothEventHandler&) = delete;
 
     void Init(std::shared_ptr<CDbusClient> dbusClient, std::shared_ptr<CSmartRcEventHandler> smartRcHandler);
+    /// Ends what Init registered, but for this: the volume and player roles stay open for good, as do the listening
+    /// sockets; a pending reconnection of the last speaker comes all the same and finds no client; an answer to a
+    /// question for a signal strength is still served. None of them reaches an object that is gone.
     void Deinit();
 
     // --- Adapter: BluetoothEventHandler.cpp ---
@@ -43,7 +48,7 @@ public:
     void handleAdapterEnable();
     void handleAdapterDisable();
     /// True unless the setting that keeps the adapter off is set.
-    bool isAdapterFactoryOptionEnable();
+    bool isAdapterFactoryOptionEnable() const;
     void handleAdapterFactoryOptionEnable();
     void handleAdapterFactoryOptionDisable();
     void initVconfKeys();
@@ -56,7 +61,7 @@ public:
 
     // --- What the set shows of itself: AdapterIdentity.cpp ---
 
-    bool checkVisibilityOption();
+    bool checkVisibilityOption() const;
     void setAdapterVisibility();
     void setLocalAdapterName();
     void setEIRData();
@@ -66,12 +71,12 @@ public:
     // --- Devices: ConnectedDevices.cpp ---
 
     void handleConnectedDevice();
-    bool isLastSoundOutputBTspk();
+    bool isLastSoundOutputBTspk() const;
     void addTimerForLastConnectedBtSpeaker();
     static int handleLastConnectedSpk(void* userData);
-    bool isBtWakeUpReasonAndPowerState();
+    bool isBtWakeUpReasonAndPowerState() const;
     /// \param address the device that switched the set on, left alone when the answer is false
-    bool isA2dpPowerOn(std::string& address);
+    bool isA2dpPowerOn(std::string& address) const;
     void removeAllPairedDeviceToReset();
     /// \return true: go on with the next device
     bool removeBondedDevice(bt_device_info_s* info);

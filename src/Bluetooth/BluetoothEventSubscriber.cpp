@@ -1,4 +1,4 @@
-// Who is told of what by the Bluetooth stack, and the end of it.
+// Registers with the Bluetooth stack for connections, pairing and volume, and takes the registrations back.
 
 #include "Bluetooth/BluetoothEventSubscriber.h"
 
@@ -22,7 +22,7 @@ void CBluetoothEventSubscriber::init(std::shared_ptr<CDbusClient> dbusClient)
 
 void CBluetoothEventSubscriber::deinit()
 {
-    // First the callbacks, so that an event on its way finds nobody to tell.
+    // The callbacks first: an event that comes during the calls below must not reach the handler that is stopping.
     m_authorizationCallback = nullptr;
     m_aclConnectionCallback = nullptr;
     m_audioConnectedCallback = nullptr;
@@ -138,6 +138,7 @@ void CBluetoothEventSubscriber::unRegisterConnectionCallbacks()
     bt_device_unset_connection_state_changed_cb();
     bt_hid_host_deinitialize();
     bt_gatt_unset_connection_state_changed_cb();
+    // Done above already, and harmless. The stack has always been given this sequence of calls, so it is kept.
     bt_adapter_unset_max_device_connected_cb();
     if (Util::SystemConfigUtil::isHfpSupport()) {
         bt_audio_unset_slc_state_changed_cb();

@@ -21,6 +21,8 @@ public:
     CBluetoothEventSubscriber() = default;
 
     void init(std::shared_ptr<CDbusClient> dbusClient) override;
+    /// Ends the registrations but for the volume and player roles (AVRCP), which stay open for good: their events are
+    /// served as long as this object lives.
     void deinit() override;
     void setAuthorizationCallback(std::function<void()> callback) override;
     void

@@ -60,13 +60,13 @@ void CBluetoothEventHandler::handleConnectedDevice()
     }
     LOGI("a2dp source is not connected");
     if (isHandsFreeConnected) {
-        // Hands-free alone is of no use to a set that has just started.
+        // A hands-free link is not kept without an audio link beside it.
         LOGI("HFP connected, %s", address.c_str());
         bt_audio_disconnect(address.c_str(), BT_AUDIO_PROFILE_HANDS_FREE);
     }
 }
 
-bool CBluetoothEventHandler::isLastSoundOutputBTspk()
+bool CBluetoothEventHandler::isLastSoundOutputBTspk() const
 {
     int route = 0;
     Util::VconfUtil::GetVconf(VconfKey::DB_VYREL_LASTSOUNDROUTE, route);
@@ -93,7 +93,7 @@ int CBluetoothEventHandler::handleLastConnectedSpk(void* userData)
     return G_SOURCE_REMOVE;
 }
 
-bool CBluetoothEventHandler::isBtWakeUpReasonAndPowerState()
+bool CBluetoothEventHandler::isBtWakeUpReasonAndPowerState() const
 {
     const int reason = device_power_get_wakeup_reason();
     LOGI("wake up reason = %d", reason);
@@ -107,7 +107,7 @@ bool CBluetoothEventHandler::isBtWakeUpReasonAndPowerState()
     return true;
 }
 
-bool CBluetoothEventHandler::isA2dpPowerOn(std::string& address)
+bool CBluetoothEventHandler::isA2dpPowerOn(std::string& address) const
 {
     char* text = nullptr;
     int reason = 0;
@@ -155,7 +155,7 @@ bool CBluetoothEventHandler::removeBondedDevice(bt_device_info_s* info)
     unsigned int vendor = 0;
     unsigned int product = 0;
     bt_device_get_remote_vid_pid(address.c_str(), &vendor, &product);
-    // The remote stays paired: nothing else could be operated without it.
+    // The smart remote stays paired: after the reset nobody could operate the set without it.
     if (product != BT_HID_SMART_RC_PRODUCT_ID) {
         LOGE("<Not error> Remove %s", address.c_str());
         bt_device_destroy_bond(address.c_str());
@@ -191,7 +191,7 @@ void CBluetoothEventHandler::onHidConnected(const std::string& address)
 void CBluetoothEventHandler::onAudioConnected(const std::string& address, bt_audio_profile_type_e type)
 {
     m_serviceMap.Put(address, type == BT_AUDIO_PROFILE_HANDS_FREE ? kHandsFreeService : kAudioService);
-    // One line for both kinds of audio, whatever the map holds.
+    // The line says 0x02 for hands-free too.
     LOGI("Add WirelessInfo [%s:0x02]", address.c_str());
     setRssiCallback(address);
 }

@@ -92,7 +92,7 @@ void CBluetoothEventSubscriber::HandleBondCreatead(int /*result*/, bt_device_inf
     } else if (info->remote_name == nullptr) {
         LOGE("remote_name is NULL");
     }
-    // A new bond is no news to anybody: whoever asked for it is told by the stack.
+    // Nobody is told of a new bond; a record that lacks something is worth a log line all the same.
 }
 
 void CBluetoothEventSubscriber::HandleBondDestroyed(int /*result*/, const std::string& address)
@@ -145,7 +145,7 @@ void CBluetoothEventSubscriber::HandleHidConnectionStateChanged(int result, bool
     if (m_hidConnectedCallback) {
         m_hidConnectedCallback(address);
     }
-    // The set's own remotes have a follower of their own.
+    // The set's own remotes are the business of CSmartRcEventHandler.
     if (BluetoothUtil::isSmartRc(address) || BluetoothUtil::isHalvo(address)) {
         return;
     }

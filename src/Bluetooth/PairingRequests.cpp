@@ -1,5 +1,6 @@
-// Requests to pair and to connect. The connection manager, which owns the screen, answers them; here one is refused,
-// and only because nobody would.
+// Requests to pair and to connect. They are passed on to the connection manager, which asks the user. Only a request
+// for audio is refused here, when the connection manager does not run: otherwise the device would wait for an answer in
+// vain.
 
 #include "Bluetooth/BluetoothEventSubscriber.h"
 #include "Bluetooth/BluetoothUtil.h"
@@ -34,7 +35,7 @@ void CBluetoothEventSubscriber::OnAuthenticaionRequest(int result, bt_authentica
     RETURN_IF_NULL(userData, "userData is NULL");
     RETURN_IF_NULL(address, "address is NULL");
     RETURN_IF_NULL(name, "name is NULL");
-    // Not every way to pair has a key.
+    // There is no pass key where the user only has to consent.
     static_cast<CBluetoothEventSubscriber*>(userData)->HandleAuthenticaionRequest(result, type, name, address,
                                                                                   passKey != nullptr ? passKey : "");
 }

@@ -150,7 +150,7 @@ GVariant* CDbusClient::SendDbusMethodSync(const std::string& name, const std::st
     const Util::MessagePtr message = NewCall(name, path, interface, method, body.get());
     const Util::MessagePtr reply = SendAndWait(GetSystemConnection(), message.get(), timeout);
     GVariant* answer = reply ? g_dbus_message_get_body(reply.get()) : nullptr;
-    // A value cannot be changed, so a share of it is as good as a copy and outlives the message all the same.
+    // A GVariant never changes, so a reference is as good as a copy, and it keeps the body when the message goes.
     return answer != nullptr ? g_variant_ref(answer) : nullptr;
 }
 

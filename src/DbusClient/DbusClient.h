@@ -30,7 +30,8 @@ public:
 
     /// Asks for the bus name and listens for key combinations. Whether the name was given or lost is not looked at.
     void Init();
-    /// Gives the name back. Subscriptions and the connection end with the process.
+    /// Gives the name back. Subscriptions, requests that wait for an answer and the connection last as long as the
+    /// process; what they bring is served as long as this object lives.
     void Deinit();
 
     // --- Calls and signals: DbusClient.cpp ---

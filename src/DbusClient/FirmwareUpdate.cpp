@@ -88,7 +88,7 @@ void CDbusClient::ChipUpdateCb(GObject* source, GAsyncResult* result, gpointer u
     LOGI("On ChipUpdateCb");
     const Util::MessagePtr reply = Finish(source, result);
     if (!reply) {
-        // A manager that is gone needs no goodbye.
+        // A manager that gives no reply is taken for gone, and is not told to exit.
         LOGE("No reply");
         Util::TvStatusUtil::UnSetStandbyPowerLock();
         return;
@@ -128,7 +128,7 @@ void CDbusClient::HalvoUpdateCb(GObject* source, GAsyncResult* result, gpointer 
 {
     LOGI("On HalvoUpdateCb");
     const Util::MessagePtr reply = Finish(source, result);
-    // The last step, so the manager may go whatever came of it.
+    // This was the last step: the manager may exit whatever came of it, and without a reply too.
     SendExit(Living<CDbusClient>::Find(userData));
     if (reply) {
         LOGI("Result(%d)", ResultOf(reply.get()));
