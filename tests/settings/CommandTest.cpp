@@ -1,6 +1,7 @@
 // The command vyrel-settings, as a shell runs it.
 
 #include "StoreFixture.h"
+#include "vyrel-settings/Options.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -33,9 +34,8 @@ std::vector<char*> Arguments(std::vector<std::string>& words)
     return arguments;
 }
 
-Outcome RunCommand(std::vector<std::string> words)
+Outcome RunProgram(std::vector<std::string> words)
 {
-    words.insert(words.begin(), VYREL_SETTINGS_COMMAND);
     gchar* output = nullptr;
     gchar* error = nullptr;
     int status = -1;
@@ -45,6 +45,19 @@ Outcome RunCommand(std::vector<std::string> words)
     g_free(output);
     g_free(error);
     return outcome;
+}
+
+Outcome RunCommand(std::vector<std::string> words)
+{
+    words.insert(words.begin(), VYREL_SETTINGS_COMMAND);
+    return RunProgram(words);
+}
+
+// With its output redirected as a shell does it: "> /dev/full".
+Outcome RunRedirected(const std::string& redirection, std::vector<std::string> words)
+{
+    words.insert(words.begin(), {"/bin/sh", "-c", "exec \"$0\" \"$@\" " + redirection, VYREL_SETTINGS_COMMAND});
+    return RunProgram(words);
 }
 
 // "vyrel-settings watch" in a process of its own.
@@ -206,6 +219,93 @@ TEST_F(CommandTest, AWrongCommandLineIsStatusTwo)
         EXPECT_THAT(outcome.error, HasSubstr("--help")) << ::testing::PrintToString(words);
     }
     EXPECT_FALSE(std::filesystem::exists(m_folders.persistent));
+}
+
+TEST_F(CommandTest, AnOutputThatCannotBeWrittenIsStatusFour)
+{
+    ASSERT_EQ(Run({"set", "db/key", "--int", "5"}).status, 0);
+    const std::vector<std::vector<std::string>> actions = {
+        {"get", "db/key"}, {"get", "db/key", "--type"}, {"list"}, {"--help"}};
+    for (std::vector<std::string> words : actions) {
+        words.insert(words.begin(), {"--root", m_root});
+        const Outcome full = RunRedirected("> /dev/full", words);
+        EXPECT_EQ(full.status, 4) << ::testing::PrintToString(words);
+        EXPECT_EQ(full.error, "vyrel-settings: cannot write the output: No space left on device\n");
+        const Outcome closed = RunRedirected(">&-", words);
+        EXPECT_EQ(closed.status, 4) << ::testing::PrintToString(words);
+        EXPECT_EQ(closed.error, "vyrel-settings: cannot write the output: Bad file descriptor\n");
+    }
+}
+
+TEST_F(CommandTest, AWatchWhoseOutputCannotBeWrittenEndsWithStatusFour)
+{
+    // The command watches already when it says so, and only then lets the writer go on.
+    const Outcome outcome =
+        RunProgram({"/bin/sh", "-c",
+                    R"({ "$0" --root "$1" watch db/key > /dev/full; echo $? >&2; } 2>&1 | while read -r line; do
+                echo "$line"; [ "$line" != watching ] || "$0" --root "$1" set db/key --int 5
+            done)",
+                    VYREL_SETTINGS_COMMAND, m_root});
+    EXPECT_EQ(outcome.output, "watching\nvyrel-settings: cannot write the output: No space left on device\n4\n");
+}
+
+TEST_F(CommandTest, AReaderThatWentAwayHasAllItWanted)
+{
+    ASSERT_EQ(Run({"set", "db/key", "--string", std::string(100'000, 'x')}).status, 0);
+    // More than a pipe holds, so that the reader is surely gone.
+    const Outcome outcome = RunProgram(
+        {"/bin/sh", "-c", R"({ "$0" --root "$1" list; echo $? >&2; } | true)", VYREL_SETTINGS_COMMAND, m_root});
+    EXPECT_EQ(outcome.error, "0\n");
+}
+
+TEST_F(CommandTest, AValueMayFollowAnEqualsSign)
+{
+    EXPECT_EQ(RunCommand({"--root=" + m_root, "set", "db/int", "--int=-5"}).status, 0);
+    EXPECT_EQ(RunCommand({"get", "db/int", "--root=" + m_root}).output, "-5\n");
+    for (const char* text : {"", "a=b", "=", "--", "--root", "--root=", "{}", "[a,b]", "%%", "\"q\""}) {
+        EXPECT_EQ(Run({"set", "db/string", std::string("--string=") + text}).status, 0) << text;
+        EXPECT_EQ(Run({"get", "db/string"}).output, std::string(text) + "\n");
+        EXPECT_EQ(Run({"set", "db/apart", "--string", text}).status, 0) << text;
+        EXPECT_EQ(Run({"get", "db/apart"}).output, std::string(text) + "\n");
+    }
+    EXPECT_EQ(Run({"set", "db/int", "--int=", "5"}).status, 2);
+    EXPECT_EQ(Run({"get", "db/int", "--int=5"}).status, 2);
+    EXPECT_EQ(Run({"get", "db/int", "--type=false"}).status, 2);
+}
+
+TEST_F(CommandTest, WhatFollowsTwoDashesIsNoOption)
+{
+    EXPECT_EQ(Run({"set", "--int", "5", "--", "db/key"}).status, 0);
+    EXPECT_EQ(Run({"get", "--", "db/key"}).output, "5\n");
+    EXPECT_EQ(Run({"list", "--", "db/"}).output, "db/key\tint\t5\n");
+    EXPECT_EQ(Run({"get", "--", "--type"}).error, "vyrel-settings: --type holds no value\n");
+    EXPECT_EQ(Run({"get", "db/key", "--", "--type"}).status, 2);
+    EXPECT_EQ(Run({"unset", "--", "db/key"}).status, 0);
+    EXPECT_EQ(Run({"watch", "--timeout=1", "--", "db/key", "db/other"}).status, 0);
+}
+
+TEST_F(CommandTest, ANumberIsDecimalWhateverItBeginsWith)
+{
+    EXPECT_EQ(Run({"set", "db/key", "--int", "010"}).status, 0);
+    EXPECT_EQ(Run({"get", "db/key"}).output, "10\n");
+    EXPECT_EQ(Run({"set", "db/key", "--int", "0x10"}).status, 2);
+    EXPECT_EQ(Run({"set", "db/key", "--int", "true"}).status, 2);
+}
+
+// A system whose pages are large passes arguments of this size; what is asked here is the parser itself.
+TEST(CommandLineTest, AValueOrAKeyOverOneMebibyteIsRefused)
+{
+    constexpr std::size_t kMebibyte = 1'048'576;
+    std::string error;
+    const std::optional<command::Options> longest =
+        command::ParseOptions({"set", "db/key", "--string", std::string(kMebibyte, 'x')}, error);
+    ASSERT_TRUE(longest.has_value());
+    EXPECT_TRUE(longest->value == Value(std::string(kMebibyte, 'x')));
+    EXPECT_FALSE(command::ParseOptions({"set", "db/key", "--string", std::string(kMebibyte + 1, 'x')}, error));
+    EXPECT_EQ(error, "\"db/key\" cannot be kept: the value has 1048577 bytes, more than 1048576");
+    EXPECT_FALSE(command::ParseOptions({"watch", "db/" + std::string(kMebibyte, 'k')}, error));
+    EXPECT_EQ(error,
+              "\"db/" + std::string(97, 'k') + "\" cannot be kept: the key has 1048579 bytes, more than 1048576");
 }
 
 TEST_F(CommandTest, HelpIsStatusZeroAndTouchesNoStore)

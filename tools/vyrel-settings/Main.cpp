@@ -6,10 +6,12 @@
 #include <glib-unix.h>
 #include <glib.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <exception>
 #include <memory>
+#include <system_error>
 
 namespace command {
 namespace {
@@ -20,7 +22,7 @@ enum ExitStatus
     kNoValue = 1,
     kUsage = 2,
     kOtherType = 3,
-    kStoreFailure = 4
+    kFailure = 4 // of the store, or of the output
 };
 
 std::string Printed(const settings::Value& value)
@@ -56,11 +58,27 @@ std::string Escaped(const std::string& text)
     return line;
 }
 
-bool PrintSetting(const std::string& key, const settings::Value& value)
+std::string Line(const std::string& key, const settings::Value& value)
 {
-    const std::string line =
-        Escaped(key) + "\t" + std::string(settings::TypeName(value)) + "\t" + Escaped(Printed(value)) + "\n";
-    return std::fwrite(line.data(), 1, line.size(), stdout) == line.size() && std::fflush(stdout) == 0;
+    return Escaped(key) + "\t" + std::string(settings::TypeName(value)) + "\t" + Escaped(Printed(value)) + "\n";
+}
+
+// Writes to standard output at once. The error number, 0 for none.
+int Print(const std::string& text)
+{
+    const bool isWritten = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+    return isWritten ? 0 : errno;
+}
+
+// A reader that went away has all that it wanted.
+int StatusOfOutput(int error)
+{
+    if (error == 0 || error == EPIPE) {
+        return kDone;
+    }
+    std::fprintf(stderr, "vyrel-settings: cannot write the output: %s\n",
+                 std::generic_category().message(error).c_str());
+    return kFailure;
 }
 
 int StatusOf(int result, const std::string& key)
@@ -73,7 +91,7 @@ int StatusOf(int result, const std::string& key)
         return kNoValue;
     }
     std::fprintf(stderr, "vyrel-settings: the store cannot be used\n");
-    return kStoreFailure;
+    return kFailure;
 }
 
 int Get(settings::Store& store, const Options& options)
@@ -88,19 +106,19 @@ int Get(settings::Store& store, const Options& options)
         std::fprintf(stderr, "vyrel-settings: %s is of type %s\n", key.c_str(), settings::TypeName(value).data());
         return kOtherType;
     }
-    const std::string text = (options.showType ? std::string(settings::TypeName(value)) : Printed(value)) + "\n";
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    return kDone;
+    return StatusOfOutput(Print((options.showType ? std::string(settings::TypeName(value)) : Printed(value)) + "\n"));
 }
 
 int List(settings::Store& store, const Options& options)
 {
     std::vector<settings::Entry> entries;
     const int result = store.List(options.operands.empty() ? "" : options.operands.front(), &entries);
+    std::string lines;
     for (const settings::Entry& entry : entries) {
-        PrintSetting(entry.key, entry.value);
+        lines += Line(entry.key, entry.value);
     }
-    return StatusOf(result, "");
+    const int status = StatusOfOutput(Print(lines));
+    return result != settings::kOk ? StatusOf(result, "") : status;
 }
 
 // Prints notices until something ends it.
@@ -148,10 +166,10 @@ private:
         if (watcher->m_ended) {
             return;
         }
-        // A reader that went away ends the watch like a signal does.
-        if (!PrintSetting(node->key, node->value) ||
-            (watcher->m_options.count && ++watcher->m_printed == *watcher->m_options.count)) {
-            watcher->End(kDone);
+        const int error = Print(Line(node->key, node->value));
+        const bool isLast = watcher->m_options.count && ++watcher->m_printed == *watcher->m_options.count;
+        if (error != 0 || isLast) {
+            watcher->End(StatusOfOutput(error));
         }
     }
 
@@ -180,8 +198,7 @@ int Perform(const Options& options)
     settings::Store store(options.folders);
     switch (options.action) {
     case Action::Help:
-        std::fputs(kHelp, stdout);
-        return kDone;
+        return StatusOfOutput(Print(kHelp));
     case Action::Get:
         return Get(store, options);
     case Action::Set:
@@ -217,6 +234,6 @@ int main(int argc, char** argv)
         return command::Main(std::vector<std::string>(argv + 1, argv + argc));
     } catch (const std::exception& exception) {
         std::fprintf(stderr, "vyrel-settings: %s\n", exception.what());
-        return command::kStoreFailure;
+        return command::kFailure;
     }
 }

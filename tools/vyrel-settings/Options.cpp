@@ -2,6 +2,8 @@
 
 #include "settings/Store.h"
 
+#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <map>
 
@@ -19,6 +21,7 @@ Reads, writes and watches the settings of the television. Keys under db/ survive
   get      prints the value; with --type its type (bool, int or string)
            with --int, --bool or --string (without a value): fails when the value is of another type
   set      writes the value together with its type, and tells all who watch the key
+           a key or a string of more than 1 MiB is refused
   unset    removes the value; nobody is told
   list     prints key, type and value of every setting whose key begins with PREFIX, between tabs
   watch    prints key, type and value of every write, between tabs, until SIGINT or SIGTERM, N writes or the time-out;
@@ -26,7 +29,7 @@ Reads, writes and watches the settings of the television. Keys under db/ survive
 
 In the lines of list and watch, \\, \n, \t and \xHH stand for a backslash, a line end, a tab and other control bytes.
 
-options:
+options, which can stand anywhere, as --root DIR or --root=DIR; what follows -- is a key or a prefix:
   --root DIR         a folder put in front of both places (the root of a simulated television)
   --persistent DIR   where the db/ keys are kept (default: ROOT/var/lib/vyrel-lite)
   --memory DIR       where the memory/ keys are kept (default: ROOT/run/vyrel-lite)
@@ -37,66 +40,151 @@ exit status:
   1  the key holds no value; watch: the time-out came before the N writes
   2  the command line is wrong
   3  the value is of another type
-  4  the store cannot be used
+  4  the store cannot be used, or the output cannot be written
 )";
 
 namespace {
 
 using Arguments = std::vector<std::string>;
 
-constexpr std::size_t kShown = 100; // bytes of a key, in a message
-
-std::optional<int> ParseInt(const std::string& text)
+int ParseInt(const std::string& text)
 {
     int number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool whole = !text.empty() && end == text.data() + text.size();
-    return error == std::errc() && whole ? std::optional<int>(number) : std::nullopt;
+    if (error != std::errc() || text.empty() || end != text.data() + text.size()) {
+        throw CLI::ValidationError("\"" + text + "\" is not a whole number of 32 bits");
+    }
+    return number;
+}
+
+bool ParseBool(const std::string& text)
+{
+    if (text != "true" && text != "false") {
+        throw CLI::ValidationError("\"" + text + "\" is neither true nor false");
+    }
+    return text == "true";
+}
+
+void CheckKey(const std::string& key, const settings::Value& value)
+{
+    if (const std::string objection = settings::Store::Objection(key, value); !objection.empty()) {
+        constexpr std::size_t kShown = 100; // bytes of a key that may be long
+        throw CLI::ValidationError("\"" + key.substr(0, kShown) + "\" cannot be kept: " + objection);
+    }
+}
+
+// CLI11 gives "--option=" the next argument; here it means an empty value, as everywhere. After an option without "="
+// it is that option's value.
+Arguments WithEmptyValuesApart(const Arguments& arguments)
+{
+    Arguments apart;
+    for (const std::string& argument : arguments) {
+        const auto isOption = [](const std::string& text) { return text.starts_with("--"); };
+        const bool isValue = !apart.empty() && isOption(apart.back()) && apart.back().find('=') == std::string::npos;
+        if (!isValue && isOption(argument) && argument.find('=') == argument.size() - 1) {
+            apart.push_back(argument.substr(0, argument.size() - 1));
+            apart.emplace_back();
+        } else {
+            apart.push_back(argument);
+        }
+    }
+    return apart;
 }
 
 class Parser
 {
 public:
-    explicit Parser(const Arguments& arguments) : m_arguments(arguments) {}
+    Parser();
 
-    std::optional<Options> Parse(std::string& error);
+    Options Parse(const Arguments& arguments);
 
 private:
-    bool ParseOption(const std::string& option);
-    bool ParseCommand(const std::string& word);
-    bool ParseType(const std::string& option);
-    bool ParseNumber(const std::string& option, std::optional<int>& number);
-    bool TakeText(const std::string& option, std::string& text);
-    bool CheckOperands();
-    bool CheckOptions();
-    bool Fail(const std::string& error);
+    CLI::App* AddCommand(const char* name, Action action);
+    void AddGet();
+    void AddSet();
+    void AddWatch();
+    void AddPositiveNumber(CLI::App* command, const char* option, std::optional<int>& number);
 
-    const Arguments& m_arguments;
-    std::size_t m_next = 0;
-    std::string m_error;
+    CLI::App m_app;
     Options m_options;
-    bool m_commandSeen = false;
     std::string m_root;
     std::string m_persistent;
     std::string m_memory;
 };
 
-std::optional<Options> Parser::Parse(std::string& error)
+Parser::Parser()
 {
-    while (m_next < m_arguments.size()) {
-        const std::string& argument = m_arguments[m_next++];
-        if (argument == "--help" || argument == "-h") {
-            return Options{};
+    m_app.set_help_flag("-h,--help");
+    m_app.require_subcommand(1);
+    m_app.add_option("--root", m_root)->take_last();
+    m_app.add_option("--persistent", m_persistent)->take_last();
+    m_app.add_option("--memory", m_memory)->take_last();
+    AddGet();
+    AddSet();
+    AddCommand("unset", Action::Unset)->add_option("KEY", m_options.operands)->required()->expected(1);
+    AddCommand("list", Action::List)->add_option("PREFIX", m_options.operands)->expected(1);
+    AddWatch();
+}
+
+CLI::App* Parser::AddCommand(const char* name, Action action)
+{
+    CLI::App* command = m_app.add_subcommand(name);
+    command->fallthrough(); // the options of the program may follow the command
+    command->set_help_flag();
+    command->callback([this, action] { m_options.action = action; });
+    return command;
+}
+
+void Parser::AddGet()
+{
+    CLI::App* get = AddCommand("get", Action::Get);
+    get->add_option("KEY", m_options.operands)->required()->expected(1);
+    get->add_flag("--type", m_options.showType)->disable_flag_override();
+    CLI::App* type = get->add_option_group("type")->require_option(0, 1);
+    // Only the type counts: what is read must be of it.
+    type->add_flag_callback("--int", [this] { m_options.value = 0; })->disable_flag_override();
+    type->add_flag_callback("--bool", [this] { m_options.value = false; })->disable_flag_override();
+    type->add_flag_callback("--string", [this] { m_options.value = std::string(); })->disable_flag_override();
+}
+
+void Parser::AddSet()
+{
+    CLI::App* set = AddCommand("set", Action::Set);
+    set->add_option("KEY", m_options.operands)->required()->expected(1);
+    CLI::App* value = set->add_option_group("value")->require_option(1);
+    using Text = const std::string&;
+    value->add_option_function<std::string>("--int", [this](Text text) { m_options.value = ParseInt(text); });
+    value->add_option_function<std::string>("--bool", [this](Text text) { m_options.value = ParseBool(text); });
+    value->add_option_function<std::string>("--string", [this](Text text) { m_options.value = text; });
+}
+
+void Parser::AddWatch()
+{
+    CLI::App* watch = AddCommand("watch", Action::Watch);
+    watch->add_option("KEY", m_options.operands)->required();
+    AddPositiveNumber(watch, "--count", m_options.count);
+    AddPositiveNumber(watch, "--timeout", m_options.timeoutSeconds);
+}
+
+void Parser::AddPositiveNumber(CLI::App* command, const char* option, std::optional<int>& number)
+{
+    command->add_option_function<std::string>(option, [option, &number](const std::string& text) {
+        number = ParseInt(text);
+        if (*number <= 0) {
+            throw CLI::ValidationError(std::string(option) + " takes a number above 0");
         }
-        const bool understood = argument.starts_with("-") ? ParseOption(argument) : ParseCommand(argument);
-        if (!understood) {
-            error = m_error;
-            return std::nullopt;
+    });
+}
+
+Options Parser::Parse(const Arguments& arguments)
+{
+    Arguments reversed = WithEmptyValuesApart(arguments);
+    std::reverse(reversed.begin(), reversed.end()); // as CLI11 takes them
+    m_app.parse(std::move(reversed));
+    if (m_options.action == Action::Set || m_options.action == Action::Watch) {
+        for (const std::string& key : m_options.operands) {
+            CheckKey(key, m_options.value.value_or(false));
         }
-    }
-    if (!CheckOperands() || !CheckOptions()) {
-        error = m_error;
-        return std::nullopt;
     }
     m_options.folders = settings::FoldersUnder(m_root);
     if (!m_persistent.empty()) {
@@ -108,160 +196,18 @@ std::optional<Options> Parser::Parse(std::string& error)
     return m_options;
 }
 
-bool Parser::ParseCommand(const std::string& word)
-{
-    if (m_commandSeen) {
-        m_options.operands.push_back(word);
-        return true;
-    }
-    static const std::map<std::string, Action> kActions = {{"get", Action::Get},
-                                                           {"set", Action::Set},
-                                                           {"unset", Action::Unset},
-                                                           {"list", Action::List},
-                                                           {"watch", Action::Watch}};
-    const auto action = kActions.find(word);
-    if (action == kActions.end()) {
-        return Fail("there is no command \"" + word + "\"");
-    }
-    m_commandSeen = true;
-    m_options.action = action->second;
-    return true;
-}
-
-bool Parser::ParseOption(const std::string& option)
-{
-    if (option == "--root") {
-        return TakeText(option, m_root);
-    }
-    if (option == "--persistent") {
-        return TakeText(option, m_persistent);
-    }
-    if (option == "--memory") {
-        return TakeText(option, m_memory);
-    }
-    if (option == "--count") {
-        return ParseNumber(option, m_options.count);
-    }
-    if (option == "--timeout") {
-        return ParseNumber(option, m_options.timeoutSeconds);
-    }
-    if (option == "--type") {
-        m_options.showType = true;
-        return true;
-    }
-    if (option == "--int" || option == "--bool" || option == "--string") {
-        return ParseType(option);
-    }
-    return Fail("there is no option \"" + option + "\"");
-}
-
-bool Parser::ParseType(const std::string& option)
-{
-    if (m_options.value) {
-        return Fail("a setting has one type: \"" + option + "\" is one too many");
-    }
-    if (m_options.action == Action::Get) {
-        // Only the type counts: what is read must be of it.
-        m_options.value = option == "--int"    ? settings::Value(0)
-                          : option == "--bool" ? settings::Value(false)
-                                               : settings::Value(std::string());
-        return true;
-    }
-    std::string text;
-    if (!TakeText(option, text)) {
-        return false;
-    }
-    if (option == "--string") {
-        m_options.value = text;
-        return true;
-    }
-    if (option == "--bool") {
-        if (text != "true" && text != "false") {
-            return Fail("\"" + text + "\" is neither true nor false");
-        }
-        m_options.value = text == "true";
-        return true;
-    }
-    const std::optional<int> number = ParseInt(text);
-    if (!number) {
-        return Fail("\"" + text + "\" is not a whole number of 32 bits");
-    }
-    m_options.value = *number;
-    return true;
-}
-
-bool Parser::ParseNumber(const std::string& option, std::optional<int>& number)
-{
-    std::string text;
-    if (!TakeText(option, text)) {
-        return false;
-    }
-    number = ParseInt(text);
-    return (number && *number > 0) || Fail(option + " takes a number above 0, not \"" + text + "\"");
-}
-
-bool Parser::TakeText(const std::string& option, std::string& text)
-{
-    if (m_next == m_arguments.size()) {
-        return Fail(option + " takes a value");
-    }
-    text = m_arguments[m_next++];
-    return true;
-}
-
-bool Parser::CheckOperands()
-{
-    const std::size_t operands = m_options.operands.size();
-    switch (m_options.action) {
-    case Action::Help:
-        return Fail("a command is missing");
-    case Action::List:
-        return operands <= 1 || Fail("list takes one prefix at most");
-    case Action::Watch:
-        return operands > 0 || Fail("watch takes a key");
-    case Action::Get:
-    case Action::Set:
-    case Action::Unset:
-        break;
-    }
-    return operands == 1 || Fail("this command takes one key");
-}
-
-bool Parser::CheckOptions()
-{
-    const Action action = m_options.action;
-    for (const std::string& key : m_options.operands) {
-        const std::string objection = settings::Store::Objection(key, m_options.value.value_or(false));
-        if ((action == Action::Set || action == Action::Watch) && !objection.empty()) {
-            return Fail("\"" + key.substr(0, kShown) + "\" cannot be kept: " + objection);
-        }
-    }
-    if (action == Action::Set && !m_options.value) {
-        return Fail("set takes a value: --int, --bool or --string");
-    }
-    if (action != Action::Set && action != Action::Get && m_options.value) {
-        return Fail("only get and set take a type");
-    }
-    if (action != Action::Get && m_options.showType) {
-        return Fail("only get takes --type");
-    }
-    if (action != Action::Watch && (m_options.count || m_options.timeoutSeconds)) {
-        return Fail("only watch takes --count and --timeout");
-    }
-    return true;
-}
-
-bool Parser::Fail(const std::string& error)
-{
-    m_error = error;
-    return false;
-}
-
 } // namespace
 
 std::optional<Options> ParseOptions(const std::vector<std::string>& arguments, std::string& error)
 {
-    return Parser(arguments).Parse(error);
+    try {
+        return Parser().Parse(arguments);
+    } catch (const CLI::CallForHelp&) {
+        return Options{};
+    } catch (const CLI::ParseError& wrong) {
+        error = wrong.what();
+        return std::nullopt;
+    }
 }
 
 } // namespace command
