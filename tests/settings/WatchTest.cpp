@@ -2,8 +2,13 @@
 
 #include "StoreFixture.h"
 
+#include <sqlite3.h>
+
 #include <algorithm>
+#include <functional>
 #include <memory>
+#include <string_view>
+#include <utility>
 
 namespace settings {
 namespace {
@@ -140,6 +145,61 @@ TEST_F(WatchTest, NoticesOfBothFilesComeInTheOrderOfTheWrites)
     store.Set("db/key", 5);
     RunWhatIsDue();
     EXPECT_THAT(recorder.notices, ElementsAre("memory/key=1", "db/key=2", "db/key=3", "memory/key=4", "db/key=5"));
+}
+
+// Calls a function once, at the end of the first read of a log by a connection that is opened after this was made.
+class AfterFirstRead
+{
+public:
+    explicit AfterFirstRead(std::function<void()> function)
+    {
+        pending = std::move(function);
+        sqlite3_auto_extension(reinterpret_cast<void (*)()>(&AfterFirstRead::OnOpened));
+    }
+    ~AfterFirstRead()
+    {
+        sqlite3_reset_auto_extension();
+        pending = nullptr;
+    }
+    AfterFirstRead(const AfterFirstRead&) = delete;
+    AfterFirstRead& operator=(const AfterFirstRead&) = delete;
+
+private:
+    static int OnOpened(sqlite3* connection, char** /*error*/, const sqlite3_api_routines* /*api*/)
+    {
+        return sqlite3_trace_v2(connection, SQLITE_TRACE_PROFILE, &AfterFirstRead::OnStatementEnded, nullptr);
+    }
+
+    static int OnStatementEnded(unsigned /*event*/, void* /*context*/, void* statement, void* /*nanoseconds*/)
+    {
+        const std::string_view sql = sqlite3_sql(static_cast<sqlite3_stmt*>(statement));
+        if (sql.starts_with("SELECT id,")) {
+            if (const auto function = std::exchange(pending, nullptr)) {
+                function();
+            }
+        }
+        return 0;
+    }
+
+    static inline std::function<void()> pending;
+};
+
+TEST_F(WatchTest, WritesThatComeBetweenTheReadsOfTheTwoFilesAreToldInTheirOrder)
+{
+    Store writer(m_folders);
+    const AfterFirstRead betweenTheReads([&writer] {
+        writer.Set("db/key", 1);
+        writer.Set("memory/key", 2);
+    });
+    Store store(m_folders);
+    Recorder recorder;
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+    ASSERT_EQ(store.Watch("memory/key", &Recorder::OnChange, &recorder), kOk);
+    // Both files are read for these, the persistent one first.
+    writer.Set("db/other", 0);
+    writer.Set("memory/other", 0);
+    RunWhatIsDue();
+    EXPECT_THAT(recorder.notices, ElementsAre("db/key=1", "memory/key=2"));
 }
 
 TEST_F(WatchTest, AFailedWriteNotifiesNobody)

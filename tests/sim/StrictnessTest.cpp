@@ -160,4 +160,11 @@ TEST(Strictness, AWatchIsToldOfEveryWriteAlsoOfTheServicesOwn)
     EXPECT_THAT(values, ElementsAre(1, 1, 2));
 }
 
+TEST(Strictness, AMissingNodeGivesNoNumberAndAnEmptyText)
+{
+    sim::Television tv;
+    EXPECT_EQ(vconf_keynode_get_int(nullptr), 0);
+    EXPECT_STREQ(vconf_keynode_get_str(nullptr), "");
+}
+
 } // namespace
