@@ -2,6 +2,7 @@
 
 #include "Log.h"
 #include "bluez/Address.h"
+#include "power/PowerManager.h"
 
 #include <vconf.h>
 
@@ -23,14 +24,17 @@ std::string Setting(const char* key)
     return text ? text.get() : "";
 }
 
-void RememberWake(mgmt::Reader parameters)
+/// \return whether the event said anything
+bool RememberWake(mgmt::Reader parameters)
 {
     constexpr std::uint8_t kWokenByDevice = 2;
     const auto reason = parameters.Byte();
     const auto address = parameters.Address();
-    if (address) {
-        vconf_set_str(kWakeSetting, *reason == kWokenByDevice ? AddressText(*address).c_str() : "");
+    if (!address) {
+        return false;
     }
+    vconf_set_str(kWakeSetting, *reason == kWokenByDevice ? AddressText(*address).c_str() : "");
+    return true;
 }
 
 } // namespace
@@ -265,7 +269,10 @@ void Stack::OnKernelEvent(mgmt::Event event, std::span<const std::uint8_t> param
         advertiser.ResponseChanged();
         break;
     case mgmt::Event::ControllerResume:
-        RememberWake(reader);
+        if (RememberWake(reader)) {
+            const std::string device = WakeDevice();
+            power::PowerManager::OfProcess().ControllerResumed(!device.empty(), audio.IsAudioDevice(device));
+        }
         break;
     default:
         break;
