@@ -104,6 +104,17 @@ protected:
         }
     }
 
+    /// Lets time pass until it is \p time after \p start, by the clock's Elapsed(); the real time that a busy machine
+    /// took since then counts too. Nothing is dispatched after that.
+    void PassesTo(std::chrono::milliseconds start, std::chrono::milliseconds time)
+    {
+        Rests();
+        const std::chrono::milliseconds left = start + time - clock.Elapsed();
+        if (left.count() > 0) {
+            clock.Advance(left);
+        }
+    }
+
     /// Nothing may be on its way on the bus: its answers would come too late.
     void Passes(std::chrono::milliseconds time)
     {

@@ -78,6 +78,7 @@ public:
     std::string silentFor; ///< the method that is never answered
     std::string diesOn;    ///< the method on which it drops its connection
     int claims = 0;
+    int readings = 0; ///< of the level
 
 private:
     static GDBusMessage* OnMessage(GDBusConnection* connection, GDBusMessage* message, gboolean incoming, gpointer self)
@@ -113,6 +114,7 @@ private:
         if (method == "Get") {
             const char* name = nullptr;
             g_variant_get(g_dbus_message_get_body(call), "(&s&s)", nullptr, &name);
+            readings += std::string_view(name) == "LightLevel" ? 1 : 0;
             if (std::string_view(name) == "LightLevel" && claims > 0 && --measuresAfter < 0) {
                 properties["LightLevel"] = levelOnceMeasured;
             }
@@ -136,7 +138,7 @@ int Read(ppi_ecs_colorsensor_info& info)
 {
     const auto start = support::RealTime::Now();
     const int result = ppi_ecs_get_colorsensor_info(&info);
-    EXPECT_LT(support::RealTime::Now() - start, 1000ms);
+    EXPECT_LT(support::RealTime::Now() - start, 4s); // a second, on a machine that has much else to do
     return result;
 }
 
@@ -178,9 +180,9 @@ TEST_F(SensorDaemonTest, DarknessIsAReadingToo)
 {
     daemon.levelOnceMeasured = "0.0";
     EXPECT_EQ(Lux(), 0U);
-    const auto start = support::RealTime::Now();
-    EXPECT_EQ(Lux(), 0U); // and is not waited for a second time
-    EXPECT_LT(support::RealTime::Now() - start, 500ms);
+    const int readings = daemon.readings;
+    EXPECT_EQ(Lux(), 0U);
+    EXPECT_EQ(daemon.readings, readings + 1); // not waited for a second time
 }
 
 TEST_F(SensorDaemonTest, OneThatWasRestartedIsClaimedAgain)

@@ -14,6 +14,8 @@ constexpr const char* kInterface = "net.hadess.SensorProxy";
 
 /// A sensor that was claimed just now has not measured yet, and says 0 until it has.
 constexpr gint64 kStepUs = 50'000;
+/// Left for the last answer.
+constexpr gint64 kAnswerUs = 300'000;
 
 } // namespace
 
@@ -85,6 +87,16 @@ bool Proxy::Claim(bool* isFresh)
     return true;
 }
 
+/// \return whether there was time for it, and for a question after it
+bool Proxy::Pauses() const
+{
+    if (g_get_monotonic_time() + kStepUs + kAnswerUs >= m_deadline) {
+        return false;
+    }
+    g_usleep(static_cast<gulong>(kStepUs));
+    return true;
+}
+
 std::optional<Reading> Proxy::Read(bool* isThere)
 {
     *isThere = false;
@@ -103,20 +115,15 @@ std::optional<Reading> Proxy::Read(bool* isThere)
     if (!Claim(&isFresh)) {
         return std::nullopt;
     }
-    while (true) {
+    Reading reading;
+    do {
         const bus::VariantPtr level = Property("LightLevel", G_VARIANT_TYPE_DOUBLE);
         if (!level) {
             return std::nullopt;
         }
-        const double lux = g_variant_get_double(level.get());
-        const bool hasTime = g_get_monotonic_time() + 2 * kStepUs < m_deadline;
-        if (lux > 0 || !isFresh || !hasTime) {
-            Reading reading;
-            reading.lux = ToWord(lux);
-            return reading;
-        }
-        g_usleep(static_cast<gulong>(kStepUs));
-    }
+        reading.lux = ToWord(g_variant_get_double(level.get()));
+    } while (reading.lux == 0 && isFresh && Pauses());
+    return reading;
 }
 
 } // namespace sensor

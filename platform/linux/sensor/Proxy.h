@@ -17,7 +17,7 @@ class Proxy final : private bus::Guest
 {
 public:
     /// For one reading, all its questions together.
-    static constexpr int kPatienceMs = 900;
+    static constexpr int kPatienceMs = 800;
 
     static Proxy& OfProcess();
 
@@ -45,6 +45,7 @@ private:
     bus::VariantPtr Property(const char* name, const GVariantType* type);
     /// \param isFresh whether it was not claimed before
     bool Claim(bool* isFresh);
+    [[nodiscard]] bool Pauses() const;
 
     gint64 m_deadline = 0;     ///< of the reading that is under way; monotonic, microseconds
     std::string m_claimedFrom; ///< the daemon's unique name: another one knows of no claim
