@@ -1,11 +1,12 @@
 #include "Life.h"
 
-#include <sys/prctl.h>
-#include <sys/wait.h>
+#include "StopSignals.h"
+#include "support/Child.h"
+#include "support/Findings.h"
+
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -28,12 +29,15 @@ int PlayHere(const Life& life)
             tv.tape.Record({.kind = sim::Kind::Sleep, .text = "sleep " + std::to_string(time.count() / 1000) + " ms"});
         });
     }
+    support::HandleFindings([&](const std::string& finding) { narrator.Claims(false, finding); });
     std::optional<Stage> stage(std::in_place, tv, clock.get(), narrator);
     life.before(*stage);
     tv.tape.SetSink([&](const sim::Entry& entry) { narrator.Hears(entry); });
     tv.queue.Post([&] {
         life.script(*stage);
-        if (!life.realTime) {
+        if (life.realTime) {
+            AwaitSigterm();
+        } else {
             narrator.Begins("The set is unplugged.");
             std::raise(SIGTERM);
         }
@@ -50,6 +54,7 @@ int PlayHere(const Life& life)
     const int failures = narrator.Summarizes();
     tv.ServiceHasStopped();
     stage.reset();
+    support::HandleFindings({});
     return failures == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
@@ -57,16 +62,14 @@ int PlayHere(const Life& life)
 
 bool Lives(const Life& life)
 {
-    std::fflush(nullptr);
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-        std::exit(PlayHere(life));
-    }
-    int status = 0;
-    while (::waitpid(child, &status, 0) < 0) {
-    }
-    return WIFEXITED(status) && WEXITSTATUS(status) == EXIT_SUCCESS;
+    support::Child process = support::Child::Fork([&life] {
+        ::setsid(); // the terminal's signals are for the parent, who passes them on once
+        if (life.realTime) {
+            HoldSigterm(); // a start that is told to its end is easier to read
+        }
+        return PlayHere(life);
+    });
+    return AwaitEnd(process, life.realTime ? WhenStopped::Tell : WhenStopped::Kill) == support::Exited(EXIT_SUCCESS);
 }
 
 } // namespace demo

@@ -22,6 +22,7 @@ struct Life
 
 /// Lives it, in a process of its own; returns when the service has stopped.
 /// \return true when everything went as it should
+/// Throws Stopped when a signal ends the story, std::runtime_error when it cannot be told.
 bool Lives(const Life& life);
 
 } // namespace demo

@@ -2,6 +2,7 @@
 
 #include "Evening.h"
 #include "Life.h"
+#include "StopSignals.h"
 #include "support/PrivateBus.h"
 #include "support/RealTime.h"
 #include "support/TempDir.h"
@@ -10,6 +11,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
+#include <optional>
+#include <stdexcept>
 
 namespace {
 
@@ -24,7 +28,13 @@ exit status:
   0  everything went as it should
   1  something did not
   2  the command line is wrong
+  3  it could not be told: there is no message bus, no room for a folder, ...
+A signal that ends it early is passed on, after everything has been cleared away. With --stay, Ctrl-C, SIGTERM and
+SIGHUP end the service in order; a second one ends it at once.
 )";
+
+constexpr int kWrongCommandLine = 2;
+constexpr int kCannotBeTold = 3;
 
 constexpr const char* kFirstStart = "The set is switched on, and the service starts.";
 constexpr const char* kNextStart = "The set is switched on again; the service finds that it was reset.";
@@ -41,15 +51,27 @@ bool TellsTheEvening(const std::string& root, bool verbose)
     return isWell;
 }
 
-/// Ctrl-C is for the service; this process waits for it to stop.
+/// Until somebody stops the service.
 bool Stays(const std::string& root, bool verbose)
 {
-    struct sigaction ignore = {};
-    ignore.sa_handler = [](int) {};
-    ignore.sa_flags = SA_RESTART;
-    sigaction(SIGINT, &ignore, nullptr);
-    sigaction(SIGTERM, &ignore, nullptr);
     return demo::Lives({root, kFirstStart, demo::FurnishesTheSet, demo::PlaysTheStart, verbose, true});
+}
+
+bool Tells(bool stay, bool verbose)
+{
+    const support::TempDir root("vyrel-demo");
+    const support::PrivateBus bus;
+    const bool isWell = stay ? Stays(root.Path(), verbose) : TellsTheEvening(root.Path(), verbose);
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        throw std::runtime_error("cannot write what happens");
+    }
+    return isWell;
+}
+
+[[noreturn]] void EndStopped(int signal)
+{
+    std::fprintf(stderr, "\nvyrel-demo: stopped by SIG%s; nothing is left of it\n", ::sigabbrev_np(signal));
+    demo::EndBy(signal);
 }
 
 } // namespace
@@ -66,11 +88,21 @@ int main(int argc, char** argv)
         } else {
             const bool asked = std::strcmp(argv[index], "--help") == 0;
             std::fputs(kUsage, asked ? stdout : stderr);
-            return asked ? EXIT_SUCCESS : 2;
+            return asked ? EXIT_SUCCESS : kWrongCommandLine;
         }
     }
-    const support::TempDir root;
-    const support::PrivateBus bus;
-    const bool isWell = stay ? Stays(root.Path(), verbose) : TellsTheEvening(root.Path(), verbose);
-    return isWell ? EXIT_SUCCESS : EXIT_FAILURE;
+    support::TempDir::RemoveAllWhenKilled();
+    demo::HoldStopSignals();
+    std::signal(SIGPIPE, SIG_IGN); // there is something to clear away first
+    try {
+        return Tells(stay, verbose) ? EXIT_SUCCESS : EXIT_FAILURE;
+    } catch (const demo::Stopped& stopped) {
+        EndStopped(stopped.signal);
+    } catch (const std::exception& exception) {
+        if (const std::optional<int> signal = demo::WaitingStopSignal()) {
+            EndStopped(*signal);
+        }
+        std::fprintf(stderr, "vyrel-demo: %s\n", exception.what());
+        return kCannotBeTold;
+    }
 }

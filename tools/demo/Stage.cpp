@@ -8,6 +8,7 @@
 #include <gio/gio.h>
 
 #include <initializer_list>
+#include <memory>
 
 namespace demo {
 
@@ -41,20 +42,23 @@ void Stage::Passes(std::chrono::milliseconds time)
 
 std::string Stage::Runs(const std::vector<std::string>& command)
 {
-    std::vector<char*> arguments;
+    std::vector<const char*> arguments;
     arguments.reserve(command.size() + 1);
     for (const std::string& argument : command) {
-        arguments.push_back(const_cast<char*>(argument.c_str())); // GLib reads it only
+        arguments.push_back(argument.c_str());
     }
     arguments.push_back(nullptr);
     GError* failure = nullptr;
-    gint status = 0;
     gchar* written = nullptr;
-    g_spawn_sync(nullptr, arguments.data(), nullptr, G_SPAWN_DEFAULT, nullptr, nullptr, &written, nullptr, &status,
-                 &failure);
+    const std::unique_ptr<GSubprocess, Util::ReleaseWith<g_object_unref>> program(
+        g_subprocess_newv(arguments.data(), G_SUBPROCESS_FLAGS_STDOUT_PIPE, &failure));
+    const bool ended =
+        program && g_subprocess_communicate_utf8(program.get(), nullptr, nullptr, &written, nullptr, &failure) != FALSE;
     const Util::ErrorPtr error(failure);
     const Util::GlibString output(written);
-    narrator.Claims(!error && status == 0, "the other program did its work: " + command.front());
+    narrator.Claims(ended && g_subprocess_get_successful(program.get()) != FALSE,
+                    "the other program did its work: " + command.front() +
+                        (error ? std::string(", ") + error->message : ""));
     std::string text = output ? output.get() : "";
     return text.substr(0, text.find_last_not_of('\n') + 1);
 }

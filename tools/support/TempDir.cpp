@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <string>
 #include <system_error>
 
@@ -15,15 +16,18 @@ namespace {
 
 std::filesystem::path UsualParent()
 {
-    return ::access("/dev/shm", W_OK | X_OK) == 0 ? "/dev/shm" : std::filesystem::temp_directory_path();
+    const char* wanted = std::getenv("TMPDIR");
+    if (wanted != nullptr && *wanted != '\0') {
+        return wanted;
+    }
+    return ::access("/dev/shm", W_OK | X_OK) == 0 ? "/dev/shm" : "/tmp";
 }
 
 std::filesystem::path MakeFolder(std::string_view name, const std::filesystem::path& parent)
 {
-    std::string pattern = (parent.empty() ? UsualParent() : parent) / name;
-    pattern += "-XXXXXX";
+    std::string pattern = (parent / name).string() + "-XXXXXX";
     if (::mkdtemp(pattern.data()) == nullptr) {
-        throw std::system_error(errno, std::generic_category(), "no temporary folder " + pattern);
+        throw std::system_error(errno, std::generic_category(), "no temporary folder in " + parent.string());
     }
     return pattern;
 }
@@ -45,7 +49,7 @@ void RemoveFolder(const char* path)
 std::atomic<TempDir*> TempDir::s_latest{nullptr};
 
 TempDir::TempDir(std::string_view name, const std::filesystem::path& parent)
-    : m_path(MakeFolder(name, parent)),
+    : m_path(MakeFolder(name, parent.empty() ? UsualParent() : parent)),
       m_owner(::getpid()),
       m_previous(s_latest)
 {

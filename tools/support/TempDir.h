@@ -17,7 +17,7 @@ class TempDir
 {
 public:
     /// \param name   what its name begins with; six random characters follow
-    /// \param parent where it lies; empty for a RAM file system where there is one, else for where temporary files go
+    /// \param parent where it lies; empty for where TMPDIR says, else a RAM file system where there is one, else /tmp
     /// Throws std::system_error when it cannot be made.
     explicit TempDir(std::string_view name = "vyrel-test", const std::filesystem::path& parent = {});
     ~TempDir();

@@ -1,0 +1,14 @@
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+
+# Each method "testSomething" of a class in a script of unittest is a test "PREFIX.Something" of its own.
+function(vyrel_add_python_tests prefix script class)
+    cmake_parse_arguments(PARSE_ARGV 3 arg "" "" "ENVIRONMENT")
+    set(script "${CMAKE_CURRENT_SOURCE_DIR}/${script}")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${script}")
+    file(STRINGS "${script}" methods REGEX "^    def test[A-Z]")
+    foreach(method IN LISTS methods)
+        string(REGEX REPLACE "^    def test([A-Za-z0-9]+).*" "\\1" name "${method}")
+        add_test(NAME "${prefix}.${name}" COMMAND Python3::Interpreter -B "${script}" "${class}.test${name}")
+        set_tests_properties("${prefix}.${name}" PROPERTIES TIMEOUT 60 ENVIRONMENT "${arg_ENVIRONMENT}")
+    endforeach()
+endfunction()

@@ -1,0 +1,44 @@
+// Lets only so many processes be started, and no signal leave that is not for one process.
+
+#include <sys/types.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+// NOLINTBEGIN(bugprone-reserved-identifier): these names are the linker's
+extern "C" {
+pid_t __real_fork();
+pid_t __wrap_fork();
+int __real_kill(pid_t pid, int signal);
+int __wrap_kill(pid_t pid, int signal);
+pid_t __real_waitpid(pid_t pid, int* status, int options);
+pid_t __wrap_waitpid(pid_t pid, int* status, int options);
+
+pid_t __wrap_fork()
+{
+    const char* given = std::getenv("FORKS_LEFT");
+    static int left = given != nullptr ? std::atoi(given) : 0;
+    if (left-- > 0) {
+        return __real_fork();
+    }
+    errno = EAGAIN;
+    return -1;
+}
+
+int __wrap_kill(pid_t pid, int signal)
+{
+    if (pid <= 1) {
+        std::_Exit(99);
+    }
+    return __real_kill(pid, signal);
+}
+
+pid_t __wrap_waitpid(pid_t pid, int* status, int options)
+{
+    if (pid <= 1) {
+        std::_Exit(98);
+    }
+    return __real_waitpid(pid, status, options);
+}
+}
+// NOLINTEND(bugprone-reserved-identifier)
