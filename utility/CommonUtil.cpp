@@ -80,7 +80,7 @@ unsigned int CommonUtil::convertToUIntFromHexString(const std::string& digits)
     if (digits.size() > kLongestHexNumber) {
         throw std::out_of_range("hex string size is greater than 4 byte");
     }
-    // What the conversion would skip or take for a sign is no digit; what it leaves over isn't one either.
+    // std::stoul skips blanks, takes a sign and stops at the first other character; none of them is a digit.
     std::size_t used = 0;
     if (digits.empty() || !IsHexDigit(digits.front())) {
         throw std::invalid_argument("not a hexadecimal number");

@@ -18,7 +18,7 @@ public:
     static void PictureOn();
     /// Suspends a set that is in low-power mode or in background standby; in any other state nothing happens.
     static void SleepTv();
-    /// Wakes the set from the given state, which is the caller's reading.
+    /// Wakes the set. \p state is the power state that the caller has read just now.
     static void WakeUpTv(power_state_e state);
     static int GetDeviceWakeUpReason();
 

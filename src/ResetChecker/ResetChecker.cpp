@@ -128,7 +128,7 @@ void ResetChecker::syncResetCount() const
     try {
         syncFactoryResetCount();
         syncServiceResetCount();
-        LOGE("<<Not Error>> sync factory count"); // of both; the log is read by this text
+        LOGE("<<Not Error>> sync factory count"); // said of both counts: readers of the log look for this text
     } catch (const std::exception&) {
         LOGE("fail to syncFactoryResetCount");
     }

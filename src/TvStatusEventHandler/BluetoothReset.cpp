@@ -40,7 +40,7 @@ void SendWithRetries(const CSmartRcEventHandler& remotes, SendCommand send, int&
         LOGI("sleep 50ms for retry sending reset command");
         g_usleep(kRetryUs);
         isSent = (remotes.*send)();
-        // The truth value is named as if it were an error code; the log is read so.
+        // Readers of the log know the bool by the name of the error code of its number: "None" means that it was sent.
         LOGI("retry result = %s retry count = %d", Util::CommonUtil::ERR_STR(static_cast<int>(isSent)), retryCount);
     }
 }
@@ -136,7 +136,7 @@ bool CTvStatusEventHandler::IsAutomationTestMode()
 
 int CTvStatusEventHandler::GetSleepTimeForReset() const
 {
-    // The remotes began to erase before the retries; what those took need not be waited for again.
+    // The remotes have been erasing since the first command, so the time of the retries is part of the 1.5 s.
     const int sleepMs = kEraseMs - kRetryMs * m_resetRetryCount;
     LOGI("smart Rc reset retry count = %d sleep time = %d", m_resetRetryCount, sleepMs);
     return sleepMs * kUsPerMs;

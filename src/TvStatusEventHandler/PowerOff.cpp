@@ -43,7 +43,7 @@ int CTvStatusEventHandler::OnPowerStandbyCb(int option)
         if (m_dbusClient) {
             m_dbusClient->RequestBTChipUpdate();
         } else {
-            Util::TvStatusUtil::UnSetStandbyPowerLock(); // nobody else would
+            Util::TvStatusUtil::UnSetStandbyPowerLock(); // as the end of the updates does otherwise
         }
     } else if (PowerOffOption::IsReset(option)) {
         LOGE("<Not error> Reset : %d", option);
@@ -131,7 +131,7 @@ int CTvStatusEventHandler::OnWakeUp(int) const
 
 bool CTvStatusEventHandler::NeedColdBootToReset()
 {
-    // A restart out of standby was the cure already; a second one would not help and might never end.
+    // The set was restarted to cure this already. Another restart would not help, and the set might restart for ever.
     if (device_power_get_wakeup_reason() == DEVICE_POWER_WAKEUP_STANDBY_REBOOT) {
         LOGI("wake up reason is POWER_WAKEUP_REASON_STANDBY_REBOOT, do not cold boot for recovery");
         return false;

@@ -16,9 +16,9 @@ class CSmartRcEventHandler;
 /// a lock; the notices of the power-off itself set connectability, visibility and headless mode; a wake-up ends
 /// headless mode.
 ///
-/// Exceptions: a power-off of kind 13 or 14 is a reset: the remotes and the stand are told first, then the stack is
-/// reset and the remotes are given time to erase. A reset that happened before this start is found by its counters and
-/// clears the Bluetooth settings. An adapter that is off when the set goes to sleep asks for a cold boot.
+/// Two kinds of power-off are a reset (PowerOffOption::IsReset): the remotes and the stand are told first, then the
+/// stack is reset and the remotes are given time to erase. A reset that happened before this start is found by its
+/// counters and clears the Bluetooth settings. An adapter that is off when the set goes to sleep asks for a cold boot.
 ///
 /// No power state is kept: every decision is made from the record that the platform passes. Handlers answer 0.
 class CTvStatusEventHandler
@@ -73,6 +73,7 @@ public:
     /// \return microseconds
     int GetSleepTimeForReset() const;
     static void ResetVconfKeys();
+    /// For reset tools; the service itself does not call it.
     static void RemoveAllHeadlessDevice();
 
 private:
