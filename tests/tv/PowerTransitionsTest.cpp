@@ -31,7 +31,22 @@ std::string StoreAmbient(int mode)
 }
 
 class PowerSubscriptions : public PowerLife
-{};
+{
+protected:
+    /// A power-off tells two of the six.
+    void ExpectAllNoticesDropped()
+    {
+        tv.power.LeavesAmbientByPowerOff(0);
+        tv.power.PowersOff(0);
+        tv.power.WakesUp(1);
+        tv.power.GoesTo(1);
+        tv.power.AnnouncesStandby(13);
+        Settle();
+
+        EXPECT_THAT(Deeds(), IsEmpty());
+        EXPECT_EQ(tv.tape.Messages(), std::vector<std::string>(6, "E userData is NULL"));
+    }
+};
 
 TEST_F(PowerSubscriptions, InitSubscribesTheSixNoticesInOrder)
 {
@@ -117,15 +132,7 @@ TEST_F(PowerSubscriptions, ANoticeForNobodyIsDropped)
     tv.power.onStateChanged.LosesUserData();
     tv.power.onStandby.LosesUserData();
 
-    tv.power.LeavesAmbientByPowerOff(0);
-    tv.power.PowersOff(0);
-    tv.power.WakesUp(1);
-    tv.power.GoesTo(1);
-    tv.power.AnnouncesStandby(13);
-    Settle();
-
-    EXPECT_THAT(Deeds(), IsEmpty());
-    EXPECT_EQ(tv.tape.Messages(), std::vector<std::string>(6, "E userData is NULL"));
+    ExpectAllNoticesDropped();
 }
 
 TEST_F(PowerSubscriptions, ANoticeThatComesWhenTheHandlerIsGoneIsDropped)
@@ -134,15 +141,7 @@ TEST_F(PowerSubscriptions, ANoticeThatComesWhenTheHandlerIsGoneIsDropped)
     handler.reset();
     tv.tape.Clear();
 
-    tv.power.LeavesAmbientByPowerOff(0);
-    tv.power.PowersOff(0);
-    tv.power.WakesUp(1);
-    tv.power.GoesTo(1);
-    tv.power.AnnouncesStandby(13);
-    Settle();
-
-    EXPECT_THAT(Deeds(), IsEmpty());
-    EXPECT_EQ(tv.tape.Messages(), std::vector<std::string>(6, "E userData is NULL"));
+    ExpectAllNoticesDropped();
 }
 
 class PowerTransitions : public PowerLife
