@@ -7,7 +7,6 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/uio.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -171,23 +170,23 @@ Journal::Outcome Journal::SendOnce(std::span<const Field> fields)
         pieces[count++] = Piece(field.value.data(), field.value.size());
         pieces[count++] = Piece("\n", 1);
     }
-    msghdr message = {};
-    message.msg_iov = pieces.data();
-    message.msg_iovlen = count;
-    return Deliver(message);
-}
-
-Journal::Outcome Journal::Deliver(msghdr& message)
-{
     sockaddr_un address = {};
     if (!SetAddress(address)) {
         return Outcome::Absent;
     }
+    msghdr message = {};
+    message.msg_name = &address;
+    message.msg_namelen = sizeof(address);
+    message.msg_iov = pieces.data();
+    message.msg_iovlen = count;
+    return Deliver(message, address);
+}
+
+Journal::Outcome Journal::Deliver(const msghdr& message, const sockaddr_un& address)
+{
     if (m_socket < 0 && (m_socket = OpenSocket()) < 0) {
         return Outcome::Absent;
     }
-    message.msg_name = &address;
-    message.msg_namelen = sizeof(address);
     ssize_t sent = ::sendmsg(m_socket, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (sent < 0 && errno == EAGAIN && !m_isStuck) {
         sent = ::sendmsg(m_socket, &message, MSG_NOSIGNAL);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <sys/socket.h>
+#include <sys/un.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -47,7 +48,7 @@ public:
 
 private:
     Outcome SendOnce(std::span<const Field> fields);
-    Outcome Deliver(msghdr& message);
+    Outcome Deliver(const msghdr& message, const sockaddr_un& address);
     void TellLoss();
 
     int m_socket = -1;

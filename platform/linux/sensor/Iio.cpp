@@ -88,6 +88,7 @@ std::vector<Device> Devices()
     g_dir_close(entries);
     std::sort(found.begin(), found.end(), [](const auto& one, const auto& other) { return one.first < other.first; });
     std::vector<Device> devices;
+    devices.reserve(found.size());
     for (auto& [number, device] : found) {
         devices.push_back(std::move(device));
     }
