@@ -97,6 +97,10 @@ void FakeBluez::Connect()
     if (!m_connection) {
         throw std::runtime_error("the daemon finds no bus");
     }
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isDying = false;
+    }
     g_dbus_connection_add_filter(m_connection.get(), OnMessage, this, nullptr);
     m_server.reset(g_dbus_object_manager_server_new("/"));
     BluezAgentManager1* agents = bluez_agent_manager1_skeleton_new();
@@ -124,6 +128,13 @@ void FakeBluez::Disconnect()
 {
     if (!m_connection) {
         return;
+    }
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isDying = true;
+    }
+    // What has arrived is finished with the objects still there; nothing new is let in.
+    while (g_main_context_iteration(m_thread.Context().get(), FALSE) != FALSE) {
     }
     g_dbus_connection_close_sync(m_connection.get(), nullptr, nullptr);
     m_objects.clear();
@@ -419,7 +430,7 @@ GDBusMessage* FakeBluez::Take(GDBusConnection* connection, GDBusMessage* message
         g_object_unref(message);
         return nullptr;
     }
-    if (m_stalling.contains(member)) {
+    if (m_isDying || m_stalling.contains(member)) {
         g_object_unref(message);
         return nullptr;
     }

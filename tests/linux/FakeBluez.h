@@ -89,6 +89,7 @@ private:
     std::string m_agentPath;
     std::map<int, std::string> m_outcomes;
     int m_lastCall = 0;
+    bool m_isDying = false;
 
     bus::ObjectPtr<GDBusConnection> m_connection;
     bus::ObjectPtr<GDBusObjectManagerServer> m_server;

@@ -173,8 +173,9 @@ int Bonds::RemoveAll(const std::string& adapterPath, const bus::Deadline& deadli
     const bus::Remote& remote = m_stack.daemon.Remote();
     const auto progress = std::make_shared<Progress>();
     const bus::ContextPtr context(g_main_context_new());
-    g_main_context_push_thread_default(context.get());
+    // Made before the private context, because what a proxy leaves behind is cleared away where it was made.
     const auto adapter = AdapterProxy(remote, adapterPath);
+    g_main_context_push_thread_default(context.get());
     for (const auto& [path, device] : m_stack.daemon.Objects().Devices()) {
         if (!adapter || !path.starts_with(adapterPath + "/")) {
             continue;

@@ -7,8 +7,8 @@
 
 namespace bluez {
 
-/// A proxy of generated code for one object of the daemon's present life, for its calls only: it asks and watches
-/// nothing, so making it costs no message. Null when there is no daemon.
+/// A proxy of generated code for one object of the daemon's present life, for its calls only: it asks for no
+/// properties and waits for no answer while it is made. Null when there is no daemon.
 template <auto New>
 auto MakeProxy(const bus::Remote& remote, const std::string& path)
 {
