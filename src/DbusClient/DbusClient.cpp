@@ -122,6 +122,7 @@ void CDbusClient::Init()
     AddSignalHandler();
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes what the bus knows of the client.
 void CDbusClient::Deinit()
 {
     g_bus_unown_name(m_ownerId);
