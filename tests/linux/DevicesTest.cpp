@@ -411,9 +411,11 @@ TEST_F(DevicesTest, WithoutTheRightTheDaemonsWordIsTaken)
 
 TEST_F(DevicesTest, LinksThatAreFoundAreNotTold)
 {
-    Bytes connections = {1, 0};
-    const Bytes phone = AddressAnd(kPhone, mgmt::kBrEdr);
-    connections.insert(connections.end(), phone.begin(), phone.end());
+    // One of them the daemon knows as well.
+    Bytes connections = {2, 0};
+    for (const Bytes& link : {AddressAnd(kPhone, mgmt::kBrEdr), AddressAnd(kMouse, mgmt::kLePublic)}) {
+        connections.insert(connections.end(), link.begin(), link.end());
+    }
     KernelTells(connections);
     daemon.AddDevice(kPhone, Connected);
     Starts();
@@ -421,9 +423,11 @@ TEST_F(DevicesTest, LinksThatAreFoundAreNotTold)
     EXPECT_THAT(record, IsEmpty());
 
     Disconnects(kPhone, mgmt::kBrEdr, 2);
+    Disconnects(kMouse, mgmt::kLePublic, 3);
 
-    EXPECT_TRUE(Told(std::string("link down ") + kPhone + " 0 2"));
-    EXPECT_THAT(record, SizeIs(1));
+    EXPECT_TRUE(Told(std::string("gatt down ") + kMouse));
+    EXPECT_THAT(record, ElementsAre(std::string("link down ") + kPhone + " 0 2",
+                                    std::string("link down ") + kMouse + " 1 3", std::string("gatt down ") + kMouse));
 }
 
 TEST_F(DevicesTest, ALinkGoesOnUnderTheIdentityOfItsDevice)

@@ -142,13 +142,11 @@ void Daemon::Part()
     m_listener.DaemonWent();
 }
 
-void Daemon::OnSignal(GDBusConnection*, const gchar* sender, const gchar* path, const gchar*, const gchar* signal,
+// Subscribed by the daemon's unique name, so that what others send under its interfaces does not come here.
+void Daemon::OnSignal(GDBusConnection*, const gchar*, const gchar* path, const gchar*, const gchar* signal,
                       GVariant* arguments, gpointer self)
 {
     auto& daemon = *static_cast<Daemon*>(self);
-    if (!daemon.IsFrom(sender)) {
-        return;
-    }
     const std::string_view name = signal;
     if (name == "InterfacesAdded") {
         daemon.m_tree.Added(arguments);

@@ -208,14 +208,14 @@ void Client::Handle(const Message& message)
         PLATFORM_LOG(DLOG_WARN, "a Bluetooth management message is cut off after %zu bytes", message.size());
         return;
     }
-    if (std::optional<std::pair<Command, Reply>> reply = ParseReply(*header)) {
-        HandleReply(header->index, reply->first, std::move(reply->second));
+    if (const std::optional<std::pair<Command, Reply>> reply = ParseReply(*header)) {
+        HandleReply(header->index, reply->first, reply->second);
     } else if (header->index == m_index) {
         m_onEvent(static_cast<Event>(header->event), header->parameters);
     }
 }
 
-void Client::HandleReply(int index, Command command, Reply reply)
+void Client::HandleReply(int index, Command command, const Reply& reply)
 {
     for (auto pending = m_pending.begin(); pending != m_pending.end(); ++pending) {
         if (pending->command == command && pending->index == index) {

@@ -75,7 +75,7 @@ private:
     /// \return nothing when there is none now; an empty message when the channel is at its end
     std::optional<Message> Read() const;
     void Handle(const Message& message);
-    void HandleReply(int index, Command command, Reply reply);
+    void HandleReply(int index, Command command, const Reply& reply);
     /// The reply in a message, if it is the one to this command.
     [[nodiscard]] std::optional<Reply> ReplyTo(Command command, const Message& message) const;
     void Lost();
