@@ -20,7 +20,7 @@ std::size_t CharacterLength(const std::string& text, std::size_t index)
         return 1;
     }
     const gunichar codePoint = g_utf8_get_char_validated(text.data() + index, static_cast<gssize>(text.size() - index));
-    // Both ways to fail, malformed and cut short, lie beyond every code point.
+    // What it answers for malformed text, or for text that is cut short, is no valid code point either.
     if (g_unichar_validate(codePoint) == FALSE) {
         throw std::range_error("text is not valid UTF-8");
     }

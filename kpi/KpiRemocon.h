@@ -27,7 +27,8 @@ enum KpiRemoconEventType : int
 /// EV016 | "(iiii)" | ADC reading, lux, status, what belongs to the status (KpiSolarCharge)
 ///
 /// Making an EV006 counts it: pairings, reconnections and module resets live on in the settings. An unknown code, or a
-/// payload of another type, leaves the event without its text, and so unsent.
+/// payload of another type, leaves the event without its text, and so unsent. Operations that are const may write
+/// settings, but leave the event as it is.
 class KpiRemocon : public CKpiBase
 {
 public:
@@ -37,21 +38,22 @@ public:
 
     // --- Counters, kept in the settings; 0 when unreadable: RemoconCounters.cpp ---
 
-    void SetSmartRcPairingCount();
-    void SetReconnectCount();
-    void SetBtChipResetCount();
+    // Each adds one.
+    void SetSmartRcPairingCount() const;
+    void SetReconnectCount() const;
+    void SetBtChipResetCount() const;
     /// \param rssi signal strength in dBm
-    void SetSmartRcRssi(int rssi);
+    void SetSmartRcRssi(int rssi) const;
     int GetSmartRcPairingCount() const;
     int GetReconnectCount() const;
     int GetBtChipResetCount() const;
     int GetSmartRcRssi() const;
     /// True when this remote is the one that connected last.
     bool IsReconnectCase(const std::string& address) const;
-    /// Remembers what the event tells and counts it.
+    /// Keeps the type for the event's text and counts the connection or the module reset.
     void SetBtConnectDescription(KpiRemoconEventType type, const std::string& address);
     /// Remembers the remote as the one that connected last, if the event is a connection.
-    void SetLastConnectedAddress(const std::string& address);
+    void SetLastConnectedAddress(const std::string& address) const;
     void SetSmartRcDisconnectReason(KpiRemoconEventType type);
     KpiRemoconEventType GetDisconnectReason() const;
 

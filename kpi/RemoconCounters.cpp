@@ -18,28 +18,28 @@ int ReadCount(int id)
 void AddOne(int id)
 {
     const int count = ReadCount(id);
-    // Anybody can write a setting; a count at its end stays there.
+    // Other programs can write the setting too: it may hold the largest int, to which nothing can be added.
     Util::VconfUtil::SetVconf(id, count < std::numeric_limits<int>::max() ? count + 1 : count);
 }
 
 } // namespace
 
-void KpiRemocon::SetSmartRcPairingCount()
+void KpiRemocon::SetSmartRcPairingCount() const
 {
     AddOne(VconfKey::DB_VYREL_RC_PAIRCOUNT);
 }
 
-void KpiRemocon::SetReconnectCount()
+void KpiRemocon::SetReconnectCount() const
 {
     AddOne(VconfKey::DB_VYREL_RC_RECONNECTCOUNT);
 }
 
-void KpiRemocon::SetBtChipResetCount()
+void KpiRemocon::SetBtChipResetCount() const
 {
     AddOne(VconfKey::DB_VYREL_RC_MODULERESETCOUNT);
 }
 
-void KpiRemocon::SetSmartRcRssi(int rssi)
+void KpiRemocon::SetSmartRcRssi(int rssi) const
 {
     LOGI("rssi = %d", rssi);
     Util::VconfUtil::SetVconf(VconfKey::DB_VYREL_RC_RSSIVALUE, rssi);
@@ -88,7 +88,7 @@ void KpiRemocon::SetBtConnectDescription(KpiRemoconEventType type, const std::st
     }
 }
 
-void KpiRemocon::SetLastConnectedAddress(const std::string& address)
+void KpiRemocon::SetLastConnectedAddress(const std::string& address) const
 {
     if (m_eventType != KPI_REMOCON_CONNECTED) {
         LOGE("not connected event");

@@ -16,7 +16,8 @@ namespace {
 
 constexpr int kNoRssi = 0;
 
-/// A bonded device's record, given back to the platform on every way out; also the null of a query that failed.
+/// The record of a bonded device, given back to the platform in every case. A query that failed leaves a null record,
+/// which the platform takes back too.
 class BondedDevice
 {
 public:
@@ -55,7 +56,7 @@ int ReadUseMode()
     return useMode;
 }
 
-/// A remote that is not the one that connected last has given none of its warnings yet.
+/// The battery warnings that were given belong to the remote that connected last: another one starts anew.
 void ForgetWarningsOfAnother(const std::string& address, int lastAddressKey, int flagKey)
 {
     std::string lastAddress;
@@ -110,7 +111,7 @@ void CSmartRcEventHandler::OnSmartRcConnected(bt_device_info_s* info)
     m_smartRcAddress = info->remote_address;
     LOGI("SmartRcConencted address = %s", m_smartRcAddress.c_str());
 
-    // Beside a wheel the smart remote is never in shop mode.
+    // On a monitor with a wheel shop mode is the wheel's alone: the smart remote is told off.
     const int useMode = Util::SystemConfigUtil::IsHalvo() ? 0 : ReadUseMode();
     if (!m_smartRcAddress.empty()) {
         SendShopModeToSmartRC(useMode);

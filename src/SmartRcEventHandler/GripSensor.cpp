@@ -56,6 +56,7 @@ bt_hid_sc_grip_sensor_state_e QueryState()
 
 void CSmartRcEventHandler::OnGripSensorStateChanged(bt_hid_sc_grip_sensor_state_e state, void* userData)
 {
+    // Only the first state of the process's life sets the sensor; later on connections and the wizard do.
     static bool isCalled = false;
     LOGE("state = %d", state);
     if (state == BT_SC_GRIP_SENSOR_NOT_AVAILABLE) {

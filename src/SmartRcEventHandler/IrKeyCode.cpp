@@ -51,7 +51,7 @@ void CSmartRcEventHandler::RemoveIrKeyCodeTimer()
 
 bool CSmartRcEventHandler::SendIrKeyCodeCommand() const
 {
-    // Retries go on counting when the remote is lost between two of them.
+    // Not set back when the remote is lost between two tries, so the next one may get fewer.
     static int count = 0;
     try {
         if (!IsSmartRcConnected()) {

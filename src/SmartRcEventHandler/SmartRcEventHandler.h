@@ -27,7 +27,7 @@ struct AmbiLightStruct
     std::string lux;
     std::string cct;
     std::string timeStamp; ///< local time, "%F %T"
-    std::string status;
+    std::string status;    ///< "2" in every sample; what it stands for is the collector's affair
 };
 
 /// A pending shop-mode command: remote address, device type, command byte.
@@ -40,7 +40,7 @@ using ShopModeDataPtr = std::unique_ptr<ShopModeData, std::function<void(ShopMod
 ///  1. A remote connects. Its address is kept, it is told the shop mode, the record of its last loss is cleared, and
 ///     the smart remote is sent the set's IR key code and has its grip sensor set.
 ///  2. It reports its battery, its charging and its grip; these become settings, usage events and calls to the
-///     connection manager, each low-battery notice at most once until the battery recovers.
+///     connection manager. Each battery warning is given once, until the battery is charged again.
 ///  3. Settings that others write become commands to it, with retries where the link may be busy.
 ///  4. It goes, and its address with it.
 /// Once an hour the light in the room is sampled. Eight samples make one event, and with the eighth the sampling ends:

@@ -54,16 +54,17 @@ constexpr unsigned char Battery(int level, int adc)
     return static_cast<unsigned char>(adc << 3 | level);
 }
 
-/// A television with its remotes away, the handler of the remotes, and the services that it calls on a real bus.
+/// A simulated television whose remotes are not connected, the handler under test, and on a real bus the services that
+/// it calls.
 class RemotesTest : public ::testing::Test
 {
 protected:
     RemotesTest();
     ~RemotesTest() override;
 
-    /// The service starts. Nothing of that stays on the tape.
+    /// Starts the handler and clears the tape, which then holds what comes after the start only.
     void Starts();
-    /// Everything that is on its way comes to pass; no time does.
+    /// Runs the main loop until nothing is pending, without letting time pass.
     static void Settle();
     void Passes(std::chrono::milliseconds time);
 
@@ -71,16 +72,16 @@ protected:
     void RemoteGoes();
     void WheelConnects(const std::string& address = kWheel);
     void WheelGoes();
-    /// What a report of the connected remote leads to stays on the tape, and nothing else.
+    /// Clears the tape and lets the connected remote report its battery.
     void RemoteReports(unsigned char battery);
     void WheelReports(unsigned char battery);
     void Writes(const char* key, int value);
     void Writes(const char* key, const char* value);
     void IsHalvoMonitor();
 
-    /// Calls that do something, and usage events, in order.
+    /// Platform calls and usage events on the tape, in order; calls that only ask are left out.
     std::vector<std::string> Deeds();
-    /// The same, of one function only; empty when there were none.
+    /// Calls of the platform functions whose names begin so, those that only ask too.
     std::vector<std::string> Deeds(std::string_view function);
     /// Log lines of one function, without debug lines, as "E text".
     std::vector<std::string> Said(std::string_view function);
