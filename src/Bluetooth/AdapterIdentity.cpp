@@ -45,7 +45,7 @@ bool CBluetoothEventHandler::checkVisibilityOption() const
     return true;
 }
 
-void CBluetoothEventHandler::setAdapterVisibility()
+void CBluetoothEventHandler::setAdapterVisibility() const
 {
     bt_adapter_set_visibility(checkVisibilityOption() ? BT_ADAPTER_VISIBILITY_MODE_GENERAL_DISCOVERABLE
                                                       : BT_ADAPTER_VISIBILITY_MODE_NON_DISCOVERABLE,

@@ -62,7 +62,7 @@ public:
     // --- What the set shows of itself: AdapterIdentity.cpp ---
 
     bool checkVisibilityOption() const;
-    void setAdapterVisibility();
+    void setAdapterVisibility() const;
     void setLocalAdapterName();
     void setEIRData();
     /// Each call opens one more listening socket, which stays open: it advertises the set's own service.
