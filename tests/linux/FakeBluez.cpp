@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace linux_test {
 
@@ -97,10 +98,6 @@ void FakeBluez::Connect()
     if (!m_connection) {
         throw std::runtime_error("the daemon finds no bus");
     }
-    {
-        const std::lock_guard lock(m_mutex);
-        m_isDying = false;
-    }
     g_dbus_connection_add_filter(m_connection.get(), OnMessage, this, nullptr);
     m_server.reset(g_dbus_object_manager_server_new("/"));
     BluezAgentManager1* agents = bluez_agent_manager1_skeleton_new();
@@ -129,15 +126,8 @@ void FakeBluez::Disconnect()
     if (!m_connection) {
         return;
     }
-    {
-        const std::lock_guard lock(m_mutex);
-        m_isDying = true;
-    }
-    // What has arrived is finished with the objects still there; nothing new is let in.
-    while (g_main_context_iteration(m_thread.Context().get(), FALSE) != FALSE) {
-    }
     g_dbus_connection_close_sync(m_connection.get(), nullptr, nullptr);
-    m_objects.clear();
+    m_past.push_back(std::exchange(m_objects, {}));
     m_server.reset();
     m_connection.reset();
 }
@@ -181,9 +171,7 @@ void FakeBluez::AddAdapter(bool powered, const std::string& path)
                          G_CALLBACK(+[](BluezAdapter1*, GDBusMethodInvocation* invocation, const gchar* device,
                                         gpointer self) -> gboolean {
                              auto& daemon = *static_cast<FakeBluez*>(self);
-                             if (daemon.m_objects.erase(device) != 0) {
-                                 g_dbus_object_manager_server_unexport(daemon.m_server.get(), device);
-                             }
+                             daemon.Drop(device);
                              g_dbus_method_invocation_return_value(invocation, nullptr);
                              return TRUE;
                          }),
@@ -292,11 +280,17 @@ void FakeBluez::SetVolume(const std::string& path, int volume)
 
 void FakeBluez::Remove(const std::string& path)
 {
-    m_thread.Run([&] {
-        if (m_objects.erase(path) != 0 && m_server) {
+    m_thread.Run([&] { Drop(path); });
+}
+
+void FakeBluez::Drop(const std::string& path)
+{
+    if (auto object = m_objects.extract(path); object) {
+        if (m_server) {
             g_dbus_object_manager_server_unexport(m_server.get(), path.c_str());
         }
-    });
+        m_past.emplace_back().insert(std::move(object));
+    }
 }
 
 void FakeBluez::AnswersWithError(const std::string& member, const std::string& error)
@@ -430,7 +424,7 @@ GDBusMessage* FakeBluez::Take(GDBusConnection* connection, GDBusMessage* message
         g_object_unref(message);
         return nullptr;
     }
-    if (m_isDying || m_stalling.contains(member)) {
+    if (m_stalling.contains(member)) {
         g_object_unref(message);
         return nullptr;
     }

@@ -77,6 +77,8 @@ private:
 
     GDBusObjectSkeleton* Object(const std::string& path);
     void Add(const std::string& path, GDBusInterfaceSkeleton* interface);
+    /// Takes an object off the bus.
+    void Drop(const std::string& path);
     void Connect();
     void Disconnect();
 
@@ -89,11 +91,12 @@ private:
     std::string m_agentPath;
     std::map<int, std::string> m_outcomes;
     int m_lastCall = 0;
-    bool m_isDying = false;
 
     bus::ObjectPtr<GDBusConnection> m_connection;
     bus::ObjectPtr<GDBusObjectManagerServer> m_server;
-    std::map<std::string, bus::ObjectPtr<GDBusObjectSkeleton>> m_objects;
+    using Objects = std::map<std::string, bus::ObjectPtr<GDBusObjectSkeleton>>;
+    Objects m_objects;
+    std::vector<Objects> m_past;  ///< of its earlier lives
     support::LoopThread m_thread; ///< last, so that it ends before what it works on
 };
 

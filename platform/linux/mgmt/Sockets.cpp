@@ -132,7 +132,10 @@ Sockets*& Named()
 Sockets& TheSockets()
 {
     static KernelSockets kernel;
-    return Named() != nullptr ? *Named() : kernel;
+    if (Sockets* others = Named(); others != nullptr) {
+        return *others;
+    }
+    return kernel;
 }
 
 void UseSockets(Sockets* sockets)
