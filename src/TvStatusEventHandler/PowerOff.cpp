@@ -47,8 +47,8 @@ int CTvStatusEventHandler::OnPowerStandbyCb(int option)
         }
     } else if (PowerOffOption::IsReset(option)) {
         LOGE("<Not error> Reset : %d", option);
-        // Found by the next adapter that comes up, which removes the pairings and clears it
-        // (CBluetoothEventHandler::removeAllPairedDeviceToReset); the second flag is for a sibling.
+        // When the adapter comes up the next time, the first flag has the pairings removed and is cleared
+        // (CBluetoothEventHandler::removeAllPairedDeviceToReset). The second one is for a sibling.
         Util::VconfUtil::SetVconfAsync(VconfKey::DB_VYREL_RESET, 1);
         Util::VconfUtil::SetVconfAsync(VconfKey::DB_COM_QUORIX_TV_BT_MDEMANAGER_BTINFOSYNC_FACTORY_RESET_FLAG, 1);
         SendResetCommand();
