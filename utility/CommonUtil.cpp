@@ -2,6 +2,7 @@
 
 #include "DlogUtil.h"
 #include "FixedPath.h"
+#include "Guard.h"
 
 #include <glib.h>
 
@@ -115,10 +116,7 @@ bool CommonUtil::StartsWith(const std::string& text, const std::string& prefix)
 void CommonUtil::StrSplit(const std::string& text, const std::string& delimiters, std::vector<std::string>* pieces)
 {
     LOGD("string : %s", text.c_str());
-    if (pieces == nullptr) {
-        LOGE("pieces is NULL");
-        return;
-    }
+    RETURN_IF_NULL(pieces, "pieces is NULL");
     std::size_t begin = text.find_first_not_of(delimiters);
     while (begin != std::string::npos) {
         const std::size_t end = std::min(text.find_first_of(delimiters, begin), text.size());
