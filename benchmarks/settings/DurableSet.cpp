@@ -1,6 +1,7 @@
 #include "Measurement.h"
 #include "settings/FileDescriptor.h"
 #include "settings/Store.h"
+#include "support/TempDir.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -39,11 +40,11 @@ void WriteSetting(settings::Store& store, const std::string& value)
 
 std::vector<double> CompareDurableSet(const Places& places, int rounds)
 {
-    const Folder disk(places.disk);
-    const Folder memory(places.memory);
+    const support::TempDir disk(kFolderName, places.disk);
+    const support::TempDir memory(kFolderName, places.memory);
     settings::Store store({disk.Path(), memory.Path()});
     const settings::FileDescriptor file(
-        open((disk.Path() + "/bare").c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+        open((disk.Path() / "bare").c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
     int number = 0;
     // Past the first turn of the write-ahead log: its file has its size then, as it has for all but the first hour.
     for (int warmUp = 0; warmUp < 1000; ++warmUp) {

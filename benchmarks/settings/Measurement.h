@@ -9,23 +9,8 @@
 
 namespace bench {
 
-// A fresh folder under `parent`, removed with everything in it at the end.
-class Folder
-{
-public:
-    explicit Folder(const std::string& parent);
-    ~Folder();
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-
-    const std::string& Path() const
-    {
-        return m_path;
-    }
-
-private:
-    std::string m_path;
-};
+// What the names of the folders begin with that are measured in.
+inline constexpr const char* kFolderName = "bench-settings";
 
 // Nanoseconds of a clock that all processes share.
 inline std::int64_t Now()

@@ -1,13 +1,14 @@
 #include "Measurement.h"
 #include "settings/FileDescriptor.h"
 #include "settings/Store.h"
+#include "support/Child.h"
+#include "support/TempDir.h"
 
 #include <glib-unix.h>
 #include <glib.h>
 #include <sqlite3.h>
 
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -136,26 +137,12 @@ std::int64_t ReadMoment(int descriptor)
     return moment;
 }
 
-struct Child
-{
-    explicit Child(pid_t id) : process(id) {}
-    ~Child()
-    {
-        kill(process, SIGKILL);
-        waitpid(process, nullptr, 0);
-    }
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-
-    pid_t process;
-};
-
 } // namespace
 
 std::vector<double> CompareNotice(const Places& places, int rounds)
 {
-    const Folder memory(places.memory);
-    const settings::Folders folders{memory.Path() + "/db", memory.Path()};
+    const support::TempDir memory(kFolderName, places.memory);
+    const settings::Folders folders{memory.Path() / "db", memory.Path()};
     int sockets[2];
     int moments[2];
     Require(socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, sockets) == 0 && pipe(moments) == 0,
@@ -163,16 +150,12 @@ std::vector<double> CompareNotice(const Places& places, int rounds)
     const settings::FileDescriptor ends[] = {settings::FileDescriptor(sockets[0]), settings::FileDescriptor(sockets[1]),
                                              settings::FileDescriptor(moments[0]),
                                              settings::FileDescriptor(moments[1])};
-    const pid_t child = fork();
-    Require(child >= 0, "the watcher cannot be started");
-    if (child == 0) {
-        Watcher(folders, ends[1].Get(), ends[3].Get()).Run();
-    }
-    const Child watcher(child);
+    const support::Child watcher =
+        support::Child::Fork([&]() -> int { Watcher(folders, ends[1].Get(), ends[3].Get()).Run(); });
     ReadMoment(ends[2].Get());
 
     settings::Store store(folders);
-    BareDatabase bare(memory.Path() + "/bare.db");
+    BareDatabase bare(memory.Path() / "bare.db");
     int value = 0;
     const auto measure = [&](const std::function<void(int)>& notify) {
         const std::int64_t start = Now();

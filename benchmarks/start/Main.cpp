@@ -7,17 +7,13 @@
 // turns, STARTS times each in a round; a round's figure is the median of them.
 
 #include "NameWatch.h"
-
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include "support/Child.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <stdexcept>
+#include <exception>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,34 +22,11 @@ namespace {
 
 constexpr unsigned int kLongestStart = 20;
 
-/// A running program, killed and waited for at the end.
-class Process
-{
-public:
-    explicit Process(char* program)
-    {
-        char* arguments[] = {program, nullptr};
-        if (posix_spawn(&m_pid, program, nullptr, nullptr, arguments, environ) != 0) {
-            throw std::runtime_error(std::string("cannot start ") + program);
-        }
-    }
-    ~Process()
-    {
-        kill(m_pid, SIGKILL);
-        waitpid(m_pid, nullptr, 0);
-    }
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
-
-private:
-    pid_t m_pid = -1;
-};
-
 long TimeStart(bench::NameWatch& watch, char* program)
 {
     watch.WaitUntilOwned(false, kLongestStart);
     const auto start = std::chrono::steady_clock::now();
-    const Process process(program);
+    const support::Child process = support::Child::Spawn({program});
     watch.WaitUntilOwned(true, kLongestStart);
     return std::chrono::nanoseconds(std::chrono::steady_clock::now() - start).count();
 }

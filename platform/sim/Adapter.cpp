@@ -74,9 +74,6 @@ int Adapter::GetPowerOnReason(std::string& address, int& reason) const
 
 int Adapter::RegisterHeadless(const std::string& address)
 {
-    if (address.empty()) {
-        return BT_ERROR_INVALID_PARAMETER;
-    }
     headlessDevices.insert(address);
     return BT_ERROR_NONE;
 }

@@ -2,12 +2,8 @@
 
 #include "sim/Misuse.h"
 
-#include <stdlib.h>
-#include <unistd.h>
-
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
 
 namespace sim {
 
@@ -17,21 +13,6 @@ Television* current = nullptr;
 
 constexpr const char* kKernelLog = "/dev/kmsg";
 constexpr std::string_view kKernelLineStart = "[VYREL][";
-
-std::string FreshFolder()
-{
-    const std::string parent = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : std::filesystem::temp_directory_path();
-    std::string pattern = parent + "/television-XXXXXX";
-    if (::mkdtemp(pattern.data()) == nullptr) {
-        throw std::runtime_error("no folder for the television: " + pattern);
-    }
-    return pattern;
-}
-
-std::string RootFrom(const std::filesystem::path& root)
-{
-    return root.empty() ? FreshFolder() : root.string();
-}
 
 } // namespace
 
@@ -44,14 +25,9 @@ Television::Television(const std::filesystem::path& root)
       smartRemote(*this),
       wheel(*this),
       settings(*this),
-      m_root(RootFrom(root)),
-      m_ownsRoot(root.empty())
+      m_root(MoveInto(root))
 {
-    if (current != nullptr) {
-        Misuse("there is a television already");
-    }
     current = this;
-    RemoveAtMisuse(m_ownsRoot ? m_root : "");
     for (const char* folder : {"/dev", "/etc", "/opt", "/run", "/tmp"}) {
         std::filesystem::create_directories(m_root + folder);
     }
@@ -69,11 +45,15 @@ Television::~Television()
     audio.CheckRecords();
     settings.Close();
     current = nullptr;
-    RemoveAtMisuse("");
-    if (m_ownsRoot) {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_root, ignored);
+}
+
+/// Looks first whether it may: a television that ends the process here must not leave a folder behind.
+std::string Television::MoveInto(const std::filesystem::path& root)
+{
+    if (current != nullptr) {
+        Misuse("there is a television already");
     }
+    return root.empty() ? m_folder.emplace("television").Path() : root;
 }
 
 Television& Television::Current()

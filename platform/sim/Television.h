@@ -13,10 +13,12 @@
 #include "sim/ScreenAndSound.h"
 #include "sim/Settings.h"
 #include "sim/Tape.h"
+#include "support/TempDir.h"
 
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -97,10 +99,11 @@ public:
     Settings settings;
 
 private:
+    std::string MoveInto(const std::filesystem::path& root);
     void PullKernelLog();
 
+    std::optional<support::TempDir> m_folder; ///< empty when the folder is somebody else's
     std::string m_root;
-    bool m_ownsRoot;
     std::set<std::string> m_flags;
     std::uintmax_t m_kernelLogRead = 0;
 };

@@ -1,9 +1,26 @@
 #include "sim/Text.h"
 
+#include <glib.h>
+
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
 namespace sim {
+
+bool IsAddress(const char* text)
+{
+    constexpr std::string_view kShape = "hh:hh:hh:hh:hh:hh";
+    return text != nullptr && std::ranges::equal(std::string_view(text), kShape, [](char character, char shape) {
+               return shape == 'h' ? g_ascii_isxdigit(character) != 0 : character == shape;
+           });
+}
+
+bool IsAdapterName(const char* text)
+{
+    constexpr std::size_t kLongest = 248;
+    return text != nullptr && std::string_view(text).size() <= kLongest && g_utf8_validate(text, -1, nullptr) != FALSE;
+}
 
 namespace {
 

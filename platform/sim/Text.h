@@ -1,6 +1,6 @@
 #pragma once
 
-// How arguments and results look on the tape.
+// How arguments and results look on the tape, and which texts the platform takes.
 
 #include <string>
 #include <string_view>
@@ -15,6 +15,11 @@ struct Bytes
     const void* data;
     int length;
 };
+
+/// Six two-digit hexadecimal fields with colons; \p text may be null.
+bool IsAddress(const char* text);
+/// UTF-8 of at most 248 bytes, which is what an adapter can call itself; \p text may be null.
+bool IsAdapterName(const char* text);
 
 /// In double quotes, with control characters, quotes and backslashes escaped.
 std::string Quoted(std::string_view text);

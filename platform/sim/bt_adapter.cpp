@@ -91,7 +91,7 @@ int bt_adapter_set_name(const char* name)
 {
     Call call(__func__, name);
     return call.Does([&](Television& tv) {
-        if (name == nullptr) {
+        if (!sim::IsAdapterName(name)) {
             return call.InvalidArgument();
         }
         tv.adapter.name = name;
@@ -144,7 +144,7 @@ int bt_adapter_register_headless_device(const char* address)
 {
     Call call(__func__, address);
     return call.Does([&](Television& tv) {
-        return address == nullptr ? call.InvalidArgument() : tv.adapter.RegisterHeadless(address);
+        return !sim::IsAddress(address) ? call.InvalidArgument() : tv.adapter.RegisterHeadless(address);
     });
 }
 
@@ -152,7 +152,7 @@ int bt_adapter_unregister_headless_device(const char* address)
 {
     Call call(__func__, address);
     return call.Does([&](Television& tv) {
-        return address == nullptr ? call.InvalidArgument() : tv.adapter.UnregisterHeadless(address);
+        return !sim::IsAddress(address) ? call.InvalidArgument() : tv.adapter.UnregisterHeadless(address);
     });
 }
 

@@ -1,6 +1,7 @@
 // A store that cannot be used: clear errors, once, and nothing worse.
 
 #include "StoreFixture.h"
+#include "support/Child.h"
 
 #include <sqlite3.h>
 
@@ -335,18 +336,15 @@ TEST_F(FaultsTest, AForkedChildIsRefusedAndTheParentGoesOn)
     Recorder recorder;
     ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
     ASSERT_EQ(store.Set("db/key", 1), kOk);
-    const pid_t child = fork();
-    if (child == 0) {
+    support::Child child = support::Child::Fork([&] {
         int number = 7;
         const bool refused = store.GetInt("db/key", &number) == kFailed && store.Set("db/key", 2) == kFailed;
         const bool freshRefused = Store(m_folders).GetInt("db/key", &number) == kFailed;
         RunWhatIsDue();
         store.~Store();
-        _exit(refused && freshRefused && recorder.notices.empty() ? 0 : 1);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+        return refused && freshRefused && recorder.notices.empty() ? 0 : 1;
+    });
+    EXPECT_EQ(child.Wait(), support::Exited(0));
     RunWhatIsDue();
     EXPECT_THAT(recorder.notices, ElementsAre("db/key=1")) << "the child took the parent's bell";
     EXPECT_EQ(ReadPosition(WatchersFolder(), "db").Lowest(), 0) << "the child removed the parent's position";

@@ -2,6 +2,7 @@
 
 #include "StoreFixture.h"
 #include "settings/ReadPosition.h"
+#include "support/Child.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,37 +19,26 @@ namespace {
 class Process
 {
 public:
-    explicit Process(const std::function<void()>& work) : m_id(fork())
-    {
-        if (m_id == 0) {
-            work();
-            _exit(0);
-        }
-    }
-    ~Process()
-    {
-        Kill();
-    }
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
+    explicit Process(const std::function<void()>& work)
+        : m_child(support::Child::Fork([&] {
+              work();
+              return 0;
+          }))
+    {}
 
     void Kill()
     {
-        if (m_id > 0) {
-            kill(m_id, SIGKILL);
-            waitpid(std::exchange(m_id, -1), nullptr, 0);
-        }
+        m_child.Kill();
     }
 
     // Waits for the end. True when it ended well.
     bool EndedWell()
     {
-        int status = -1;
-        return waitpid(std::exchange(m_id, -1), &status, 0) > 0 && status == 0;
+        return m_child.Wait() == support::Exited(0);
     }
 
 private:
-    pid_t m_id;
+    support::Child m_child;
 };
 
 class Pipe

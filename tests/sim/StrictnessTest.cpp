@@ -1,5 +1,6 @@
 #include "sim/Television.h"
 #include "support/MainLoop.h"
+#include "support/TempDir.h"
 
 #include <bt_adapter.h>
 #include <bt_audio.h>
@@ -9,8 +10,12 @@
 #include <vconf.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <iterator>
+#include <string>
 
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 namespace {
 
@@ -73,6 +78,60 @@ TEST(Strictness, AVisibilityWithoutANameIsRefused)
     EXPECT_EQ(bt_adapter_set_visibility(-1, 0), BT_ERROR_INVALID_PARAMETER);
     EXPECT_EQ(tv.adapter.visibility, BT_ADAPTER_VISIBILITY_MODE_GENERAL_DISCOVERABLE);
     EXPECT_EQ(bt_adapter_set_visibility(BT_ADAPTER_VISIBILITY_MODE_NON_DISCOVERABLE, 0), BT_ERROR_NONE);
+}
+
+TEST(Strictness, ANameIsUtf8OfAtMost248Bytes)
+{
+    sim::Television tv;
+    const std::string longest = std::string(246, 'a') + "\xC3\xA9"; // 248 bytes, 247 characters
+    EXPECT_EQ(bt_adapter_set_name(longest.c_str()), BT_ERROR_NONE);
+    EXPECT_EQ(bt_adapter_set_name(("a" + longest).c_str()), BT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(bt_adapter_set_name("\xFF"), BT_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(tv.adapter.name, longest);
+    EXPECT_EQ(bt_adapter_set_name(""), BT_ERROR_NONE);
+    EXPECT_EQ(tv.adapter.name, "");
+}
+
+TEST(Strictness, AHeadlessDeviceHasAnAddress)
+{
+    sim::Television tv;
+    for (const char* address :
+         {"", "AA:BB:CC:DD:EE:F", "AA:BB:CC:DD:EE:FF0", "AA:BB:CC:DD:EE:FG", "AA-BB-CC-DD-EE-FF"}) {
+        EXPECT_EQ(bt_adapter_register_headless_device(address), BT_ERROR_INVALID_PARAMETER) << address;
+        EXPECT_EQ(bt_adapter_unregister_headless_device(address), BT_ERROR_INVALID_PARAMETER) << address;
+    }
+    EXPECT_THAT(tv.adapter.headlessDevices, IsEmpty());
+    EXPECT_EQ(bt_adapter_register_headless_device("aa:BB:cc:DD:09:FF"), BT_ERROR_NONE);
+    EXPECT_THAT(tv.adapter.headlessDevices, ElementsAre("aa:BB:cc:DD:09:FF"));
+    EXPECT_EQ(bt_adapter_unregister_headless_device("aa:BB:cc:DD:09:FF"), BT_ERROR_NONE);
+    EXPECT_EQ(bt_adapter_unregister_headless_device("aa:BB:cc:DD:09:FF"), BT_ERROR_REMOTE_DEVICE_NOT_FOUND);
+}
+
+TEST(StrictnessDeathTest, ASecondTelevisionLeavesNoFolder)
+{
+    const support::TempDir folders;
+    ::setenv("TMPDIR", folders.Path().c_str(), 1);
+    {
+        const sim::Television tv;
+        EXPECT_DEATH(const sim::Television second, "there is a television already");
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folders.Path()), {}), 1);
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(folders.Path()));
+}
+
+TEST(StrictnessDeathTest, ATelevisionThatAbortsLeavesNoFolder)
+{
+    const support::TempDir folders;
+    ::setenv("TMPDIR", folders.Path().c_str(), 1);
+    EXPECT_DEATH(
+        {
+            sim::Television tv;
+            tv.devices.Knows({.address = "AA:BB:CC:DD:EE:FF"});
+            bt_device_info_s* info = nullptr;
+            bt_adapter_get_bonded_device_info("AA:BB:CC:DD:EE:FF", &info);
+        },
+        "never freed");
+    EXPECT_TRUE(std::filesystem::is_empty(folders.Path()));
 }
 
 using StrictnessDeath = ::testing::Test;

@@ -4,13 +4,13 @@
 #include "TvStatusEventHandler/TvStatusEventHandler.h"
 #include "sim/Television.h"
 #include "sim/VirtualClock.h"
+#include "support/Child.h"
 #include "support/MainLoop.h"
 #include "support/TempDir.h"
 
 #include <stdio.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -20,7 +20,6 @@
 #include <functional>
 #include <map>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -229,11 +228,7 @@ namespace {
 /// \return the process's exit status
 int InAProcess(const std::filesystem::path& root, const std::function<void(sim::Television&)>& work)
 {
-    const pid_t child = ::fork();
-    if (child < 0) {
-        throw std::runtime_error("no process");
-    }
-    if (child == 0) {
+    support::Child process = support::Child::Fork([&]() -> int {
         sim::Television tv(root);
         tv.tape.SetSink([](const sim::Entry& entry) {
             if (entry.kind == sim::Kind::Call && entry.text.starts_with("vconf_set_")) {
@@ -242,10 +237,9 @@ int InAProcess(const std::filesystem::path& root, const std::function<void(sim::
         });
         work(tv);
         ::_exit(kRanToItsEnd);
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    });
+    const support::ProcessEnd end = process.Wait();
+    return end.how == support::ProcessEnd::How::Exited ? end.number : -1;
 }
 
 void UseTheSet(sim::Television& tv)
