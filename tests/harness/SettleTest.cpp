@@ -4,6 +4,7 @@
 #include "support/MessageMatchers.h"
 #include "support/Peer.h"
 #include "support/PrivateBus.h"
+#include "support/RealTime.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest-spi.h>
@@ -15,6 +16,7 @@ using harness::SharedBus;
 using support::Call;
 using support::Peer;
 using support::PrivateBus;
+using support::RealTime;
 using support::Settle;
 using support::Signal;
 using ::testing::ElementsAre;
@@ -166,9 +168,19 @@ TEST_F(SettleTest, DoesNotRunTimersThatAreNotDue)
 
 TEST_F(SettleTest, ReturnsWhenTheBusHasGone)
 {
+    peer.Stalls("Chip");
+    std::optional<std::string> reply;
+    service.CallAsync("Chip", reply);
+    Settle({&peer});
     bus.Dies();
+    const auto start = RealTime::Now();
     Settle({&peer});
     Settle();
+    EXPECT_LT(RealTime::Now() - start, support::kDeadline / 2) << "it waited for answers of a bus that is no more";
+    EXPECT_TRUE(g_dbus_connection_is_closed(service.Connection()));
+    EXPECT_FALSE(peer.IsThere());
+    EXPECT_TRUE(support::IterateUntil([&] { return reply.has_value(); }));
+    EXPECT_THAT(reply, Optional(StrEq("no reply")));
 }
 
 /// Calls once more for each reply, without end.
