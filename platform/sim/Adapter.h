@@ -24,7 +24,7 @@ public:
     // What happens to it.
     void GoesOn();
     void GoesOff(int result = 0);
-    /// Reports a state that it need not be in.
+    /// Reports a change to \p reported without changing.
     void Reports(int result, bt_adapter_state_e reported);
 
     // What is asked of it.
@@ -41,9 +41,9 @@ public:
     /// Open sockets that listen on this UUID.
     [[nodiscard]] int ListeningSockets(const std::string& uuid) const;
 
-    // What it is in, for a test to set without a notice.
+    // Its state. A test may set it directly; the service is then told nothing.
     bt_adapter_state_e state = BT_ADAPTER_DISABLED;
-    std::chrono::milliseconds delay{0}; ///< of a change of state
+    std::chrono::milliseconds delay{0}; ///< from a request to the change of state and its notice
     std::string name;
     bt_adapter_visibility_mode_e visibility = BT_ADAPTER_VISIBILITY_MODE_NON_DISCOVERABLE;
     bool connectable = true;
@@ -54,7 +54,7 @@ public:
     /// The device that switched the set on, and why; nobody did when empty.
     std::optional<std::pair<std::string, int>> powerOnReason;
     std::set<std::string> headlessDevices;
-    /// Lists no record, and a record without an address, before the headless devices.
+    /// true: a listing of the headless devices begins with a null record and with one that has no address
     bool listsNullRecords = false;
 
     Slot<bt_adapter_state_changed_cb> onStateChanged;

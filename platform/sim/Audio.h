@@ -22,7 +22,7 @@ public:
     // What happens.
     void Connects(const std::string& address, int type, int result = 0);
     void Disconnects(const std::string& address, int type, int result = 0);
-    /// Was connected before the service came: no notice.
+    /// Is connected from before the service's start on: nobody is told.
     void IsConnected(const std::string& address, int type)
     {
         m_connected.insert_or_assign(type, address);

@@ -20,7 +20,7 @@ DeviceRecord::DeviceRecord(const Device& device) : m_address(device.address), m_
 
 DeviceRecord::~DeviceRecord()
 {
-    // Whoever kept a pointer into the record reads rubbish, also where no sanitizer watches.
+    // So that a pointer that somebody kept into the record shows, also in a build without sanitizers.
     std::ranges::fill(m_address, '\xDD');
     std::ranges::fill(m_name, '\xDD');
 }

@@ -64,17 +64,18 @@ public:
     // What happens.
     /// A bond, with a notice of it. The set knows the device from then on.
     void Bonds(const Device& device, int result = 0);
-    /// The set knows it already: no notice.
+    /// Is bonded from before the service's start on: nobody is told.
     void Knows(const Device& device);
     void Unbonds(const std::string& address);
-    /// The link below all profiles. A stranger that connects is not bonded by that. \p link 0 classic, 1 low energy
+    /// The link on which all profiles run. A device that is not bonded may connect, and is not bonded by it.
+    /// \param link 0 classic, 1 low energy
     void Connects(const std::string& address, int link = 0);
     void Disconnects(const std::string& address, int reason = 0, int link = 0);
     void ConnectsHid(const std::string& address, int result = 0);
     void DisconnectsHid(const std::string& address, int result = 0);
     void ConnectsGatt(const std::string& address, int result = 0);
     void DisconnectsGatt(const std::string& address, int result = 0);
-    /// Signal strength that nobody asked for now, to whoever asked last.
+    /// Reports a signal strength without being asked again, to the callback that asked last.
     void AnswersRssi(const std::string& address, int rssi);
     // Requests; an authorization stays open until it is rejected.
     void AsksForAuthorization(const std::string& address, const std::string& name, int service, int result = 0);
@@ -101,7 +102,7 @@ public:
     /// Removes every bond, with a notice of each.
     void ForgetsAll();
 
-    bool listsWithoutUserData = false; ///< listings forget what they were asked with
+    bool listsWithoutUserData = false; ///< true: a listing calls back with a null user_data
 
     Slot<bt_device_auth_event_cb> onAuthorization;
     Slot<bt_adapter_authentication_req_cb> onAuthentication;

@@ -29,7 +29,7 @@ std::string StateName(power_state_e state)
     }
 }
 
-/// Options are bits or small numbers.
+/// An option is a small number, with bits above it.
 std::string OptionText(int option)
 {
     std::string text;
@@ -50,7 +50,7 @@ std::string OptionText(int option)
 
 namespace {
 
-/// From here on a wait is worth a note.
+/// A callback that takes this long is noted on the tape.
 constexpr std::chrono::milliseconds kLongWait{100};
 
 std::chrono::microseconds Now()

@@ -13,19 +13,19 @@ namespace sim {
 class Television;
 
 /// The power manager. States: 0 normal, 1 picture off, 2 standby, 3 off, 4 suspend; ambient mode 2 is the low-power
-/// picture. It waits for each handler's return before it goes on, and notes it when that took long.
+/// picture. A callback that takes 100 ms or longer is noted on the tape: a real set would wait for it.
 class Power
 {
 public:
     explicit Power(Television& tv) : m_tv(tv) {}
 
-    /// The set changes its state, and tells so.
+    /// Changes the state and tells of it.
     void GoesTo(power_state_e newState, int newAmbientMode = 0, int reason = 0);
-    /// What is told before a set goes to standby on its way out.
+    /// Tells that the set will go to standby on its way to off.
     void AnnouncesStandby(int option);
-    /// A power-off, told in its two notices: begun, and done but for the last.
+    /// Tells of a power-off, in two notices: of its begin, and when all but the switching off is done.
     void PowersOff(int option);
-    /// A power-off out of the low-power picture.
+    /// Tells of a power-off that begins in the low-power picture.
     void LeavesAmbientByPowerOff(int option);
     void WakesUp(int reason);
     /// The whole way out: standby is announced; once nothing holds the set there, or at once when the option ignores
@@ -46,13 +46,13 @@ public:
         return m_locks.contains(lockedState);
     }
 
-    // What the set is in, for a test to set without a notice.
+    // The state. A test may set it directly; the service is then told nothing.
     power_state_e state = 0;
     int ambientMode = 0;
     int ambientType = 0;
     int wakeUpReason = 0;
 
-    // What it was asked for last, by reason.
+    // The reason of the last request; none when there was no request.
     std::optional<int> requestedPowerOff;
     std::optional<int> requestedReboot;
 
@@ -67,11 +67,11 @@ private:
     void Tell(Slot<device_power_poweroff_cb>& slot, const device_poweroff_info* info);
     template <typename Callback, typename Argument>
     void TellAndWait(const Slot<Callback>& slot, Argument argument);
-    /// Goes on with a way out that waits in standby, if nothing holds the set there.
+    /// Continues a SwitchesOff that waits in standby, unless a lock holds the set there.
     void GoOnSwitchingOff();
 
     Television& m_tv;
-    std::optional<int> m_waitsInStandby;            // the option of a way out that has announced standby
+    std::optional<int> m_waitsInStandby;            // the option of a SwitchesOff that has not gone on from standby
     std::map<power_state_e, std::uint64_t> m_locks; // a number for each lock, so that an old time-out ends no new one
     std::uint64_t m_lockCount = 0;
 };

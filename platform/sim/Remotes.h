@@ -17,11 +17,11 @@ public:
     // What happens to it.
     /// Bonds if need be, and connects: the link first, then the remote itself.
     void Connects(const std::string& newAddress);
-    /// Is connected already when the service comes: no notice.
+    /// Is connected from before the service's start on: nobody is told.
     void IsConnected(const std::string& newAddress);
-    /// In good order: its own notice first, the link's after it.
+    /// Ends the connection in order: the remote's own notice comes first, that of the link after it.
     void Disconnects(int reason = 0);
-    /// The link is lost: the link's notice first, with its reason, its own after it.
+    /// Loses the link: the notice of the link comes first, with the reason, that of the remote after it.
     void LosesLink(int reason);
     void ReportsBattery(unsigned char byte);
     void ReportsCharging(unsigned char status, unsigned char harvestTime);

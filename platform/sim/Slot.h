@@ -24,7 +24,7 @@ public:
     SlotBase& operator=(const SlotBase&) = delete;
 
     virtual void Clear() = 0;
-    /// From now on the platform calls without saying for whom.
+    /// From now on the callback gets a null user_data.
     virtual void LosesUserData() = 0;
 
     static std::vector<SlotBase*>& All()

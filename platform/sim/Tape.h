@@ -54,7 +54,8 @@ public:
         m_sink = std::move(sink);
     }
 
-    /// \param pull records, with RecordPulled, what the television hears of only when it looks
+    /// For what reaches the television without a call, such as the kernel log.
+    /// \param pull is called before each record and each look at the tape; records what is new with RecordPulled
     void SetSource(std::function<void()> pull)
     {
         m_pull = std::move(pull);

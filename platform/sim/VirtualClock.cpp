@@ -1,5 +1,5 @@
-// The process's own clock_gettime, usleep, nanosleep and clock_nanosleep stand before those of the C library, for GLib
-// too; they add what was asked for to the kernel's clocks.
+// This file defines clock_gettime, time, usleep, nanosleep and clock_nanosleep. The dynamic linker finds them before
+// those of the C library, for GLib too. They ask the kernel and add how far the clock has been moved ahead.
 
 #include "sim/VirtualClock.h"
 
@@ -25,10 +25,10 @@ using std::chrono::microseconds;
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
-// The C functions below have no object to ask, and may be called before main.
-std::atomic<std::int64_t> ahead{0}; // nanoseconds
+// Not members of VirtualClock: the C functions below have no object, and may be called before main.
+std::atomic<std::int64_t> ahead{0}; // of the kernel's clocks, in nanoseconds
 std::atomic<bool> installed{false};
-nanoseconds bound{-1}; // how far Advance may move the clock; negative while it isn't running
+nanoseconds bound{-1}; // the time at which Advance ends; negative outside Advance
 std::function<void(microseconds)>* sleepListener = nullptr;
 
 bool IsMainThread()
@@ -48,7 +48,8 @@ void Move(nanoseconds time)
     ahead += time.count();
 }
 
-/// Polls without waiting; when nothing is ready, the wait is over at once and the clock is moved instead.
+/// The poll function of the default main context. Inside Advance it moves the clock by the time that GLib would have
+/// waited, up to the end of Advance, instead of waiting. Outside Advance it is the usual poll.
 gint PollInVirtualTime(GPollFD* descriptors, guint count, gint timeout)
 {
     auto* polled = reinterpret_cast<struct pollfd*>(descriptors);
@@ -86,7 +87,8 @@ nanoseconds ToDuration(const struct timespec& time)
 
 VirtualClock::VirtualClock() : m_start(Now())
 {
-    sleepListener = new std::function<void(microseconds)>(); // lives as long as the C functions may need it
+    sleepListener =
+        new std::function<void(microseconds)>(); // deleted in the destructor, after the C functions no longer use it
     installed = true;
     g_main_context_set_poll_func(nullptr, PollInVirtualTime);
 }
@@ -142,7 +144,7 @@ int clock_nanosleep(clockid_t clock, int flags, const struct timespec* request, 
         sim::Sleep((flags & TIMER_ABSTIME) != 0 ? std::max(end - sim::Now(), std::chrono::nanoseconds(0)) : end);
         return 0;
     }
-    // Not errno but its value, as this function has it.
+    // This function returns the error number, unlike the others, which set errno.
     return ::syscall(SYS_clock_nanosleep, clock, flags, request, remain) == 0 ? 0 : errno;
 }
 

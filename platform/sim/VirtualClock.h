@@ -5,11 +5,13 @@
 
 namespace sim {
 
-/// Time that passes as fast as it is asked for. While one lives, the process's clocks run ahead of the wall's by what
-/// was asked for, and sleeps of the main thread take no time.
+/// Lets a test have an hour pass without waiting for it. While an object lives, Advance and the main thread's sleeps
+/// move the clocks of this process (monotonic and real) ahead of the kernel's, instead of waiting. The clocks never go
+/// back, also after the object's end.
 ///
-/// Outside Advance time passes as on the wall, so a loop that waits for a message really waits. Never advance while a
-/// bus call is under way: it would time out before its answer can come.
+/// Outside Advance the clocks run at their usual speed, so a loop that waits for a message waits for real. Call
+/// Settle() before Advance: a bus call that is still unanswered would time out at once, because the answer needs real
+/// time.
 class VirtualClock
 {
 public:
@@ -18,14 +20,15 @@ public:
     VirtualClock(const VirtualClock&) = delete;
     VirtualClock& operator=(const VirtualClock&) = delete;
 
-    /// Runs the default main context until this much time has passed; whatever is due by then is dispatched, in the
-    /// order in which it is due. A timer in seconds may be grouped by GLib and come up to a second late.
+    /// Runs the default main context until this much time has passed. All timers that are due by then fire, in the
+    /// order in which they are due. One made by g_timeout_add_seconds may fire up to a second late, because GLib lets
+    /// such timers fire together.
     void Advance(std::chrono::milliseconds time);
 
-    /// Time that passed since this clock was made.
+    /// Time since this object was made, on the clock that it moves.
     [[nodiscard]] std::chrono::milliseconds Elapsed() const;
 
-    /// Called with each sleep of the main thread.
+    /// \param listener is called for each sleep of the main thread with its length; replaces the one before
     void OnSleep(std::function<void(std::chrono::microseconds)> listener);
 
 private:

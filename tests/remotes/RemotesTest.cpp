@@ -14,7 +14,7 @@ RemotesTest::RemotesTest()
 
 RemotesTest::~RemotesTest()
 {
-    // Timers of the handler may be pending: nothing runs the loop any more.
+    // Timers that are still pending never fire: nothing runs the loop any more.
     remotes->Deinit();
     tv.ServiceHasStopped();
 }

@@ -43,12 +43,13 @@ inline constexpr const char* kLostWheel = "memory/org.vantor.vyrel/hsm_wheel_dis
 inline constexpr const char* kLostWheelReason = "memory/org.vantor.vyrel/hsm_wheel_disconnected_reason";
 inline constexpr const char* kPopupCount = "memory/vyrel/count_display_grip_sensor_popup";
 
-/// Solar remotes have one of these in the top four bits of their version.
+// Firmware versions. The top four bits say what kind of remote it is: 1 has a solar cell, 0 has none, 11 has two
+// microphones.
 inline constexpr unsigned int kSolarVersion = 0x10000123;
 inline constexpr unsigned int kPlainVersion = 0x00000123;
 inline constexpr unsigned int kTwoMicrophoneVersion = 0xB0000001;
 
-/// A report of this level code and ADC reading.
+/// The byte of a battery report: the level code in its low three bits, the reading of the converter (0 to 31) above.
 constexpr unsigned char Battery(int level, int adc)
 {
     return static_cast<unsigned char>(adc << 3 | level);
@@ -66,6 +67,7 @@ protected:
     void Starts();
     /// Runs the main loop until nothing is pending, without letting time pass.
     static void Settle();
+    /// Advances the virtual clock; timers that are due by then fire.
     void Passes(std::chrono::milliseconds time);
 
     void RemoteConnects(const std::string& address = kRemote);
@@ -83,17 +85,17 @@ protected:
     std::vector<std::string> Deeds();
     /// Calls of the platform functions whose names begin so, those that only ask too.
     std::vector<std::string> Deeds(std::string_view function);
-    /// Log lines of one function, without debug lines, as "E text".
+    /// What this function of the service logged, without debug lines: priority letter and text, "E text".
     std::vector<std::string> Said(std::string_view function);
     /// True when this line, "E text", is on the tape.
     bool HasSaid(const std::string& line);
     /// How often this line is on the tape.
     int TimesSaid(const std::string& line);
-    /// What the siblings were called since they were last asked: `SmartRcBatteryLevel (s) ('48',)`, and of the
-    /// touch-IR monitor `irmonitor Start`.
+    /// Method calls that the siblings received since this was last called: first those of the connection manager,
+    /// `SmartRcBatteryLevel (s) ('48',)`, then those of the touch-IR monitor, `irmonitor Start`.
     std::vector<std::string> Heard();
 
-    // How calls look on the tape.
+    // The text of a platform call, or of a usage event, as it stands on the tape.
     static std::string Watch(const char* key);
     static std::string Unwatch(const char* key, int result = 0);
     static std::string Set(const char* key, const char* value);
