@@ -3,7 +3,7 @@
 # Asks the network only when something is missing; needs root, or sudo, only then.
 set -euo pipefail
 
-build=(g++ cmake ninja-build pkg-config libglib2.0-dev libsqlite3-dev libcli11-dev libpulse-dev)
+build=(g++ cmake ninja-build pkg-config libglib2.0-dev libsqlite3-dev libcli11-dev libpulse-dev libudev-dev)
 run=(dbus-daemon)
 test=(libgtest-dev libgmock-dev pulseaudio python3)
 bench=(valgrind)

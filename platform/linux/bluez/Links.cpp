@@ -37,6 +37,7 @@ void Links::Come(const std::string& address, std::uint8_t type)
 
 void Links::Go(const Key& key, int reason)
 {
+    m_noLatency.erase(key);
     if (m_links.erase(key) != 0) {
         Tell(false, key, reason);
     }
@@ -149,6 +150,7 @@ void Links::DropAll()
 void Links::Forget()
 {
     m_links.clear();
+    m_noLatency.clear();
     m_seeded = false;
 }
 
@@ -205,12 +207,18 @@ int Links::SetNoLatency(const char* address, bool on)
     if (link == m_links.end()) {
         return BT_ERROR_REMOTE_DEVICE_NOT_CONNECTED;
     }
+    const Key key = link->first;
+    const auto present = m_noLatency.find(key);
+    if (present != m_noLatency.end() && present->second == on) {
+        return BT_ERROR_ALREADY_DONE;
+    }
     hci::Controller controller(m_stack.Index());
     if (!controller.IsOpen()) {
         return NotSupported("bt_hid_set_conn_no_latency", "CAP_NET_RAW is missing");
     }
-    switch (controller.SetNoLatency(BytesOf(text), link->first.second, on, bus::Deadline())) {
+    switch (controller.SetNoLatency(BytesOf(text), key.second, on, bus::Deadline())) {
     case hci::Controller::Outcome::Done:
+        m_noLatency[key] = on;
         return BT_ERROR_NONE;
     case hci::Controller::Outcome::NotConnected:
         return BT_ERROR_REMOTE_DEVICE_NOT_CONNECTED;

@@ -61,6 +61,7 @@ private:
 
     Stack& m_stack;
     std::map<Key, std::uint8_t> m_links; ///< to the kernel's type of the address
+    std::map<Key, bool> m_noLatency;     ///< of links of which it was asked
     bool m_seeded = false;
 };
 

@@ -36,7 +36,7 @@ std::optional<Identity> IdentityIn(std::string_view modalias)
     std::string_view rest = modalias.substr(colon + 1);
     const auto vendor = TakeId(rest, 'v');
     const auto product = TakeId(rest, 'p');
-    return vendor && product ? std::optional(Identity{*vendor, *product}) : std::nullopt;
+    return vendor && product ? std::optional(Identity{*vendor, *product, TakeId(rest, 'd').value_or(0)}) : std::nullopt;
 }
 
 } // namespace bluez

@@ -198,6 +198,9 @@ void Stack::DeviceChanged(const Device* before, const Device* now)
     }
     bonds.DeviceChanged(before, now);
     audio.DeviceChanged(before, now);
+    if (onDeviceChanged && !m_isQuiet) {
+        onDeviceChanged(before, now);
+    }
 }
 
 void Stack::TransportChanged(const Transport* before, const Transport* now)

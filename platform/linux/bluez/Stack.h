@@ -12,6 +12,7 @@
 #include "bluez/Tree.h"
 #include "mgmt/Client.h"
 
+#include <functional>
 #include <set>
 #include <string>
 
@@ -59,6 +60,9 @@ public:
 
     /// The address of the device whose connection woke the box last; empty when it was something else.
     [[nodiscard]] std::string WakeDevice() const;
+
+    /// Told of each change of a device of our adapter, after the parts; null stands for "is not there".
+    std::function<void(const Device* before, const Device* now)> onDeviceChanged;
 
     // The parts.
     Daemon daemon;
