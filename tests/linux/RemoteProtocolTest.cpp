@@ -6,7 +6,9 @@
 #include <bt_device.h>
 #include <vconf.h>
 
-#include <set>
+#include <fstream>
+#include <optional>
+#include <sstream>
 
 namespace linux_test {
 namespace {
@@ -546,6 +548,52 @@ TEST_F(RemoteProtocolTest, WithoutTheRawChannelNoLatencyIsNotSupported)
     EXPECT_EQ(bt_hid_set_conn_no_latency(kRemote, true), BT_ERROR_NOT_SUPPORTED);
 }
 
+/// The bytes of the blocks that hold nothing else.
+std::vector<hid::Bytes> BlocksOfBytes()
+{
+    std::ifstream document(VYREL_REMOTE_PROTOCOL);
+    std::vector<hid::Bytes> blocks;
+    std::optional<hid::Bytes> block;
+    for (std::string line; std::getline(document, line);) {
+        if (line.starts_with("```")) {
+            if (block && !block->empty()) {
+                blocks.push_back(*block);
+            }
+            block = block ? std::nullopt : std::optional(hid::Bytes());
+        } else if (block && line.find_first_not_of("0123456789ABCDEF ") == std::string::npos) {
+            std::istringstream bytes(line);
+            for (unsigned byte = 0; bytes >> std::hex >> byte;) {
+                block->push_back(static_cast<std::uint8_t>(byte));
+            }
+        }
+    }
+    return blocks;
+}
+
+TEST(RemoteDescriptorTest, TheDocumentsAreThoseThatAreTestedHere)
+{
+    EXPECT_THAT(BlocksOfBytes(), ElementsAre(FakeRemotes::RemoteDescriptor(), FakeRemotes::StandDescriptor()));
+}
+
+/// What a report that is built here has, and what is asked for, is as long as the descriptor says.
+TEST(RemoteDescriptorTest, ReportsAreAsLongAsDeclared)
+{
+    const hid::Bytes descriptor = FakeRemotes::RemoteDescriptor();
+    const auto declared = [&](std::uint8_t id) -> std::size_t {
+        for (std::size_t i = 0; i + 6 < descriptor.size(); ++i) {
+            if (descriptor[i] == 0x85 && descriptor[i + 1] == id && descriptor[i + 4] == 0x95) {
+                return 1U + descriptor[i + 5];
+            }
+        }
+        return 0;
+    };
+    EXPECT_EQ(hid::DeviceCommand(0, 0).size(), declared(hid::kDeviceCommand));
+    EXPECT_EQ(hid::RcCommand(hid::Bytes{1}).size(), declared(hid::kRcCommand));
+    EXPECT_EQ(hid::DuidChunks(hid::Bytes{1}).front().size(), declared(hid::kDuidChunk));
+    EXPECT_EQ(hid::kIdentitySize, declared(hid::kIdentity));
+    EXPECT_EQ(hid::kStatusSize, declared(hid::kStatus));
+}
+
 TEST(RemoteDescriptorTest, OnlyTheVendorsPageCounts)
 {
     EXPECT_TRUE(hid::AbilitiesIn(FakeRemotes::RemoteDescriptor()).isRemote);
@@ -567,7 +615,8 @@ TEST(RemoteDescriptorTest, WhatIsPushedComesBack)
 TEST(RemoteDescriptorTest, ADescriptorMayEndAnywhere)
 {
     const hid::Bytes whole = FakeRemotes::RemoteDescriptor();
-    for (std::size_t size = 0; size + 2 < whole.size(); ++size) {
+    constexpr std::size_t kAfterIdentity = 9; // the bytes from the next report to the end
+    for (std::size_t size = 0; size < whole.size() - kAfterIdentity; ++size) {
         EXPECT_FALSE(hid::AbilitiesIn(hid::ByteSpan(whole).first(size)).isRemote) << size;
     }
     hid::AbilitiesIn(hid::Bytes{0xFE});
