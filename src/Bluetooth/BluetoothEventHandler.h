@@ -24,8 +24,6 @@ class CSmartRcEventHandler;
 /// Exceptions: a setting can keep the adapter off; an adapter that is on already reports no change, so what an enable
 /// would do is done at once; a reset leaves a mark in the settings, and all pairings but the remote's are removed; a
 /// request to pair or connect cancels the reconnection of the last speaker.
-///
-/// Operations that only ask are const, also where they have no member to leave alone.
 class CBluetoothEventHandler
 {
 public:
