@@ -6,6 +6,7 @@
 
 #include <kpi_logger.h>
 
+#include <cstddef>
 #include <stdexcept>
 #include <utility>
 

@@ -4,6 +4,7 @@
 #include "GlibPointers.h"
 #include "KpiDescription.h"
 #include "KpiPayload.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
 
 #include <bt_adapter.h>

@@ -2,9 +2,11 @@
 
 #include "DlogUtil.h"
 #include "KpiRemocon.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
 
 #include <limits>
+#include <string>
 
 namespace {
 

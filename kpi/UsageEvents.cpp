@@ -4,6 +4,8 @@
 #include "KpiWireless.h"
 #include "Utf8.h"
 
+#include <glib.h>
+
 namespace {
 
 /// \param payload floating; ends with the event

@@ -1,6 +1,7 @@
 #include "SystemConfigUtil.h"
 
 #include "DlogUtil.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
 
 #include <system_info.h>

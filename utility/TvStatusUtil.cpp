@@ -3,9 +3,12 @@
 #include "CommonUtil.h"
 #include "DlogUtil.h"
 #include "SystemConfigUtil.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
 
+#include <device_power.h>
 #include <screen_manager.h>
+#include <sound_manager.h>
 
 namespace Util {
 

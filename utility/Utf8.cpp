@@ -2,6 +2,8 @@
 
 #include "GlibPointers.h"
 
+#include <glib.h>
+
 namespace Util {
 
 std::string ToValidUtf8(std::string_view text)

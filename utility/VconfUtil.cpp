@@ -4,6 +4,10 @@
 #include "GlibPointers.h"
 #include "VconfKeyRegistry.h"
 
+#include <vconf.h>
+
+#include <array>
+#include <cstddef>
 #include <string>
 
 namespace Util {

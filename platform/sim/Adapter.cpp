@@ -1,10 +1,15 @@
 #include "sim/Adapter.h"
 
+#include "sim/Devices.h"
+#include "sim/Queue.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
 
+#include <bt_adapter.h>
 #include <bt_error.h>
 
 #include <algorithm>
+#include <functional>
 
 namespace sim {
 

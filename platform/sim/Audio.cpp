@@ -1,9 +1,14 @@
 #include "sim/Audio.h"
 
 #include "sim/Misuse.h"
+#include "sim/Queue.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
 
+#include <bt_audio.h>
 #include <bt_error.h>
+
+#include <utility>
 
 namespace sim {
 

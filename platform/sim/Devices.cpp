@@ -1,11 +1,15 @@
 #include "sim/Devices.h"
 
 #include "sim/Misuse.h"
+#include "sim/Queue.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
 
+#include <bt_device.h>
 #include <bt_error.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace sim {
 

@@ -1,11 +1,16 @@
 #include "sim/Power.h"
 
+#include "sim/Queue.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
 
 #include <glib.h>
 
+#include <device_power.h>
+
 #include <chrono>
 #include <optional>
+#include <string>
 
 namespace sim {
 

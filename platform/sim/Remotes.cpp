@@ -1,15 +1,15 @@
 #include "sim/Remotes.h"
 
+#include "sim/Devices.h"
+#include "sim/Queue.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
+
+#include <bt_hid.h>
 
 #include <utility>
 
 namespace sim {
-
-namespace {
-
-
-} // namespace
 
 Remote::Remote(Television& tv, std::string remoteName, unsigned int product)
     : name(std::move(remoteName)),
@@ -21,7 +21,11 @@ void Remote::IsConnected(const std::string& newAddress)
 {
     address = newAddress;
     connected = true;
-    m_tv.devices.Knows({.address = address, .name = name, .vendor = BT_HID_ACCESSORY_VENDOR_ID, .product = m_product, .connected = true});
+    m_tv.devices.Knows({.address = address,
+                        .name = name,
+                        .vendor = BT_HID_ACCESSORY_VENDOR_ID,
+                        .product = m_product,
+                        .connected = true});
 }
 
 void Remote::Connects(const std::string& newAddress)

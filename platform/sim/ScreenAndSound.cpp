@@ -1,5 +1,7 @@
 #include "sim/ScreenAndSound.h"
 
+#include "sim/Queue.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
 
 #include <chrono>

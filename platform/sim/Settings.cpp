@@ -1,8 +1,13 @@
 #include "sim/Settings.h"
 
+#include "settings/Locations.h"
+#include "settings/Vconf.h"
 #include "sim/Misuse.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
 #include "sim/Text.h"
+
+#include <variant>
 
 namespace sim {
 

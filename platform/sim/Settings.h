@@ -1,5 +1,8 @@
 #pragma once
 
+#include "settings/Store.h"
+#include "settings/Value.h"
+
 #include <settings/Vconf.h>
 
 #include <memory>

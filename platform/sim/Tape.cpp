@@ -1,6 +1,7 @@
 #include "sim/Tape.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace sim {
 

@@ -1,8 +1,10 @@
 #include "sim/Television.h"
 
 #include "sim/Misuse.h"
+#include "sim/Slot.h"
 
 #include <fstream>
+#include <initializer_list>
 #include <iterator>
 
 namespace sim {

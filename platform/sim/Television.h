@@ -16,6 +16,7 @@
 #include "support/TempDir.h"
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <optional>

@@ -3,6 +3,7 @@
 
 #include "sim/Wrapped.h"
 
+#include "sim/Tape.h"
 #include "sim/Television.h"
 #include "sim/Timers.h"
 
@@ -12,9 +13,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace {
 

@@ -1,7 +1,20 @@
+#include "sim/Adapter.h"
 #include "sim/Call.h"
+#include "sim/Devices.h"
+#include "sim/Slot.h"
+#include "sim/Television.h"
+#include "sim/Text.h"
 
 #include <bt_adapter.h>
+#include <bt_device.h>
+#include <bt_error.h>
 #include <bt_product.h>
+
+#include <cstring>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
 
 using sim::Call;
 using sim::Television;

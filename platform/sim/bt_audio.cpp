@@ -1,8 +1,15 @@
+#include "sim/Adapter.h"
+#include "sim/Audio.h"
 #include "sim/Call.h"
+#include "sim/Slot.h"
+#include "sim/Television.h"
 
 #include <bt_audio.h>
 #include <bt_avrcp.h>
+#include <bt_error.h>
 #include <bt_socket.h>
+
+#include <string_view>
 
 using sim::Call;
 using sim::Television;

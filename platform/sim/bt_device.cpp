@@ -1,7 +1,13 @@
 #include "sim/Call.h"
+#include "sim/Devices.h"
+#include "sim/Slot.h"
+#include "sim/Television.h"
 
 #include <bt_device.h>
+#include <bt_error.h>
 #include <bt_gatt.h>
+
+#include <string_view>
 
 using sim::Call;
 using sim::Television;

@@ -1,7 +1,17 @@
 #include "sim/Call.h"
+#include "sim/Devices.h"
+#include "sim/Remotes.h"
+#include "sim/Slot.h"
+#include "sim/Television.h"
+#include "sim/Text.h"
 
+#include <bt_error.h>
 #include <bt_hid.h>
 
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
 
 using sim::Call;

@@ -1,6 +1,11 @@
 #include "sim/Call.h"
+#include "sim/Power.h"
+#include "sim/Slot.h"
+#include "sim/Television.h"
 
 #include <device_power.h>
+
+#include <optional>
 
 using sim::Call;
 using sim::Television;

@@ -1,12 +1,17 @@
+#include "sim/Failures.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
 
 #include <dlog.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 
 namespace {
 

@@ -1,9 +1,21 @@
 #include "sim/Call.h"
+#include "sim/ColorSensor.h"
+#include "sim/Failures.h"
+#include "sim/Kpi.h"
+#include "sim/Queue.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
 
 #include <kpi_logger.h>
 #include <lwipc.h>
 #include <platform_root.h>
 #include <ppi_ecs.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 using sim::Call;
 using sim::Television;

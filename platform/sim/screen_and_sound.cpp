@@ -1,7 +1,12 @@
 #include "sim/Call.h"
+#include "sim/Power.h"
+#include "sim/ScreenAndSound.h"
+#include "sim/Television.h"
 
 #include <screen_manager.h>
 #include <sound_manager.h>
+
+#include <map>
 
 using sim::Call;
 using sim::Television;

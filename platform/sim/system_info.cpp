@@ -1,8 +1,13 @@
 #include "sim/Call.h"
+#include "sim/Features.h"
+#include "sim/Television.h"
 
 #include <system_info.h>
 
 #include <cstring>
+#include <optional>
+#include <string>
+#include <string_view>
 
 using sim::Call;
 using sim::Television;

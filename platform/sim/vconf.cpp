@@ -1,6 +1,14 @@
+#include "settings/Vconf.h"
+
+#include "settings/KeyNode.h"
 #include "sim/Call.h"
+#include "sim/Failures.h"
+#include "sim/Settings.h"
+#include "sim/Television.h"
 
 #include <vconf.h>
+
+#include <optional>
 
 using sim::Call;
 using sim::Television;

@@ -4,13 +4,17 @@
 #include "CommonUtil.h"
 #include "LiteDebug.h"
 #include "SystemConfigUtil.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
 
+#include <bt_adapter.h>
 #include <bt_error.h>
 #include <bt_socket.h>
 #include <device_power.h>
 
 #include <array>
+#include <cstddef>
+#include <string>
 
 namespace {
 

@@ -8,15 +8,23 @@
 #include "GlibPointers.h"
 #include "Guard.h"
 #include "KernelLog.h"
+#include "KpiRemocon.h"
 #include "LiteDebug.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "TvStatusUtil.h"
 #include "UsageEvents.h"
 #include "Utf8.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
 
+#include <glib.h>
+
+#include <bt_adapter.h>
+#include <bt_audio.h>
+#include <bt_device.h>
 #include <bt_error.h>
 #include <bt_product.h>
+#include <device_power.h>
 #include <vconf.h>
 
 #include <utility>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Bluetooth/BluetoothEventSubscriber.h"
+#include "Bluetooth/IBluetoothEventSubscriber.h"
 #include "Bluetooth/ServiceMap.h"
 #include "Living.h"
 

@@ -6,6 +6,7 @@
 #include "LiteDebug.h"
 #include "SystemConfigUtil.h"
 
+#include <bt_adapter.h>
 #include <bt_audio.h>
 #include <bt_avrcp.h>
 #include <bt_device.h>

@@ -4,6 +4,8 @@
 #include "Living.h"
 
 #include <bt_adapter.h>
+#include <bt_audio.h>
+#include <bt_device.h>
 
 #include <functional>
 #include <memory>

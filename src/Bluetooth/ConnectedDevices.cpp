@@ -3,21 +3,33 @@
 
 #include "Bluetooth/BluetoothEventHandler.h"
 #include "Bluetooth/BluetoothUtil.h"
+#include "Bluetooth/ServiceMap.h"
 #include "CommonUtil.h"
 #include "DbusClient/DbusClient.h"
 #include "DbusClient/Sibling.h"
 #include "GlibPointers.h"
 #include "Guard.h"
+#include "KpiRemocon.h"
 #include "LastSpeaker.h"
 #include "LiteDebug.h"
+#include "Living.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "UsageEvents.h"
 #include "Utf8.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
 
+#include <glib.h>
+
+#include <bt_adapter.h>
+#include <bt_audio.h>
+#include <bt_device.h>
 #include <bt_error.h>
 #include <bt_hid.h>
 #include <device_power.h>
+
+#include <memory>
+#include <string>
 
 namespace {
 

@@ -7,7 +7,15 @@
 #include "LiteDebug.h"
 #include "Utf8.h"
 
+#include <glib.h>
+
+#include <bt_audio.h>
+#include <bt_device.h>
 #include <bt_error.h>
+
+#include <functional>
+#include <memory>
+#include <string>
 
 namespace {
 

@@ -10,6 +10,15 @@
 #include "LiteDebug.h"
 #include "Utf8.h"
 
+#include <glib.h>
+
+#include <bt_adapter.h>
+#include <bt_device.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
 namespace {
 
 bool IsConnectionManagerAlive(CDbusClient* client)

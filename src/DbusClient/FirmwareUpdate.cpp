@@ -4,7 +4,10 @@
 #include "DbusClient/Sibling.h"
 #include "GlibPointers.h"
 #include "LiteDebug.h"
+#include "Living.h"
 #include "TvStatusUtil.h"
+
+#include <gio/gio.h>
 
 namespace {
 

@@ -3,12 +3,16 @@
 #include "DbusClient/DbusClient.h"
 #include "Guard.h"
 #include "LiteDebug.h"
+#include "Living.h"
 #include "VconfKeyId.h"
+
+#include <gio/gio.h>
 
 #include <bt_adapter.h>
 #include <vconf.h>
 
 #include <exception>
+#include <functional>
 #include <stdexcept>
 #include <string_view>
 #include <utility>

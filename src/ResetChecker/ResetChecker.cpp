@@ -3,8 +3,10 @@
 #include "AppDataUtil.h"
 #include "LiteDebug.h"
 #include "SafeFile.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
 
+#include <exception>
 #include <optional>
 #include <stdexcept>
 

@@ -14,6 +14,8 @@
 
 #include <array>
 #include <ctime>
+#include <list>
+#include <string>
 #include <utility>
 
 namespace {

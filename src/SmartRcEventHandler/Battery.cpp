@@ -10,19 +10,24 @@
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "UsageEvents.h"
 #include "Utf8.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
 
 #include <glib.h>
 
 #include <bt_error.h>
+#include <bt_hid.h>
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <exception>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <stdexcept>
+#include <string>
 
 namespace {
 

@@ -9,8 +9,10 @@
 #include <glib.h>
 
 #include <bt_error.h>
+#include <bt_hid.h>
 
 #include <array>
+#include <string>
 
 namespace {
 

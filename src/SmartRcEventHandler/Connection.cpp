@@ -3,14 +3,20 @@
 #include "CommonUtil.h"
 #include "GlibPointers.h"
 #include "Guard.h"
+#include "KpiRemocon.h"
 #include "LiteDebug.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "SystemConfigUtil.h"
 #include "UsageEvents.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
 
 #include <bt_adapter.h>
+#include <bt_device.h>
 #include <bt_error.h>
+#include <bt_hid.h>
+
+#include <string>
 
 namespace {
 

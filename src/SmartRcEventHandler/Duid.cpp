@@ -4,11 +4,16 @@
 #include "LiteDebug.h"
 #include "Living.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
 
 #include <glib.h>
 
 #include <bt_error.h>
+#include <bt_hid.h>
+#include <vconf.h>
+
+#include <string>
 
 namespace {
 

@@ -13,9 +13,13 @@
 #include "VconfUtil.h"
 
 #include <bt_error.h>
+#include <bt_hid.h>
+#include <vconf.h>
 
 #include <algorithm>
 #include <array>
+#include <memory>
+#include <string>
 
 namespace {
 

@@ -11,9 +11,11 @@
 #include <glib.h>
 
 #include <bt_error.h>
+#include <bt_hid.h>
 #include <device_power.h>
 
 #include <array>
+#include <string>
 
 namespace {
 

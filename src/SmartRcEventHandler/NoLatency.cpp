@@ -8,6 +8,9 @@
 #include <glib.h>
 
 #include <bt_error.h>
+#include <bt_hid.h>
+
+#include <string>
 
 namespace {
 

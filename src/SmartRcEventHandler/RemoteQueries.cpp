@@ -4,11 +4,15 @@
 #include "GlibPointers.h"
 #include "LiteDebug.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
 
 #include <bt_error.h>
+#include <bt_hid.h>
 
 #include <array>
+#include <cstddef>
+#include <string>
 
 namespace {
 

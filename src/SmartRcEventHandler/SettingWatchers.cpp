@@ -5,13 +5,16 @@
 #include "Living.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "SystemConfigUtil.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
 
 #include <glib.h>
 
 #include <bt_adapter.h>
+#include <vconf.h>
 
 #include <array>
+#include <string>
 
 namespace {
 

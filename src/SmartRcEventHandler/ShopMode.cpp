@@ -8,7 +8,10 @@
 #include <glib.h>
 
 #include <bt_error.h>
+#include <bt_hid.h>
 
+#include <memory>
+#include <string>
 #include <utility>
 
 namespace {

@@ -7,6 +7,8 @@
 
 #include <glib.h>
 
+#include <bt_hid.h>
+
 #include <utility>
 
 CSmartRcEventHandler::CSmartRcEventHandler()

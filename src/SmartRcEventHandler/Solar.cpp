@@ -9,6 +9,8 @@
 
 #include <glib.h>
 
+#include <memory>
+
 namespace {
 
 constexpr int kNoReason = -1;

@@ -4,7 +4,12 @@
 #include "Guard.h"
 #include "LiteDebug.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
+
+#include <vconf.h>
+
+#include <memory>
 
 namespace {
 

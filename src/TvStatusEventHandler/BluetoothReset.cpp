@@ -9,6 +9,7 @@
 #include "SystemConfigUtil.h"
 #include "TvStatusEventHandler/PowerOffOption.h"
 #include "TvStatusEventHandler/TvStatusEventHandler.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
 
 #include <glib.h>
@@ -17,6 +18,7 @@
 #include <bt_error.h>
 #include <bt_hid.h>
 
+#include <memory>
 #include <string>
 
 namespace {

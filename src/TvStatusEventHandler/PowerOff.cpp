@@ -8,6 +8,7 @@
 #include "TvStatusEventHandler/PowerOffOption.h"
 #include "TvStatusEventHandler/TvStatusEventHandler.h"
 #include "TvStatusUtil.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
 
 #include <glib.h>
@@ -16,6 +17,7 @@
 #include <bt_error.h>
 #include <device_power.h>
 
+#include <memory>
 #include <string>
 
 namespace {

@@ -10,6 +10,7 @@
 #include "SystemConfigUtil.h"
 #include "TvStatusEventHandler/TvStatusEventHandler.h"
 #include "TvStatusUtil.h"
+#include "VconfKeyId.h"
 #include "VconfUtil.h"
 
 #include <glib.h>
@@ -20,6 +21,7 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
 
 namespace {
 

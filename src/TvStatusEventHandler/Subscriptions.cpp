@@ -2,10 +2,14 @@
 
 #include "Guard.h"
 #include "LiteDebug.h"
+#include "Living.h"
 #include "TvStatusEventHandler/TvStatusEventHandler.h"
 
 #include <glib.h>
 
+#include <device_power.h>
+
+#include <memory>
 #include <utility>
 
 namespace {

@@ -6,7 +6,12 @@
 #include "LiteDebug.h"
 #include "Utf8.h"
 
+#include <glib.h>
+
+#include <vconf.h>
+
 #include <array>
+#include <string>
 #include <utility>
 
 namespace {
