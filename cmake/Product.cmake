@@ -10,9 +10,10 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release")
     add_link_options($<$<LINK_LANGUAGE:CXX>:-static-libstdc++> -static-libgcc)
 endif()
 
-# A program is the service, its entry point and exactly one implementation of the platform.
-function(vyrel_add_product name platform)
+# A program is the service, its entry point and exactly one implementation of the platform, in as many libraries as it
+# takes: vyrel_add_product(NAME LIBRARY...).
+function(vyrel_add_product name)
     add_executable(${name} "${PROJECT_SOURCE_DIR}/src/main.cpp")
     # The platform stands last because all the others call it, and none of them says which one.
-    target_link_libraries(${name} PRIVATE vyrel_service vyrel_kpi vyrel_utility ${platform})
+    target_link_libraries(${name} PRIVATE vyrel_service vyrel_kpi vyrel_utility ${ARGN})
 endfunction()
