@@ -1,5 +1,7 @@
 #include "Bell.h"
 
+#include "Rights.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -15,17 +17,17 @@ bool Bell::Open()
     if (m_file.IsOpen()) {
         return true;
     }
-    std::error_code error;
-    std::filesystem::create_directories(std::filesystem::path(m_path).parent_path(), error);
-    if (error) {
+    Rights rights;
+    if (const std::error_code error = PrepareInnerFolder(std::filesystem::path(m_path).parent_path(), rights); error) {
         Report(error.message());
         return false;
     }
-    m_file = FileDescriptor(open(m_path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0644));
+    m_file = FileDescriptor(open(m_path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
     if (!m_file.IsOpen()) {
         Report(std::generic_category().message(errno));
         return false;
     }
+    ApplyRights(m_path, rights);
     m_reported = false;
     return true;
 }

@@ -1,88 +1,70 @@
 #include "Database.h"
 
-#include "FileDescriptor.h"
+#include "Forks.h"
+#include "Schema.h"
+#include "Waiting.h"
+
+#include <glib.h>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <ctime>
-#include <filesystem>
+#include <memory>
 #include <system_error>
+#include <utility>
 
 namespace settings {
 namespace {
 
-constexpr std::int64_t kVersion = 1;
+// A full write-ahead log of the usual writes has about 1 MiB and is used over and over. After a longer one, as big
+// values or a reader that holds it up make it, the file is cut to this.
+constexpr const char* kConfigure = "PRAGMA cache_size = -128;"
+                                   "PRAGMA journal_size_limit = 2097152;"
+                                   "PRAGMA cell_size_check = ON;";
 
-// Small pages: a write touches three of them, and every byte of them is summed, copied and made durable.
-constexpr const char* kPrepareFile = "PRAGMA page_size = 1024; PRAGMA journal_mode = WAL;";
+// How long an operation waits for others, in all. Two files are waited for at most at a start, which so takes 0.8 s
+// longer at most, and a little for each write after that.
+constexpr std::int64_t kPatienceMicroseconds = 400'000;
+constexpr std::int64_t kImpatienceMicroseconds = 5'000;
 
-constexpr const char* kCreateTables =
-    "BEGIN IMMEDIATE;"
-    "CREATE TABLE IF NOT EXISTS setting(key TEXT PRIMARY KEY, type INTEGER NOT NULL, value NOT NULL) WITHOUT ROWID;"
-    "CREATE TABLE IF NOT EXISTS change(id INTEGER PRIMARY KEY, moment INTEGER NOT NULL, key TEXT NOT NULL,"
-    "                                  type INTEGER NOT NULL, value NOT NULL);"
-    "CREATE TRIGGER IF NOT EXISTS apply AFTER INSERT ON change BEGIN"
-    " INSERT INTO setting(key, type, value) VALUES (new.key, new.type, new.value)"
-    " ON CONFLICT(key) DO UPDATE SET type = excluded.type, value = excluded.value;"
-    " END;"
-    "PRAGMA user_version = 1;"
-    "COMMIT;";
+// Longer than any other process is in the middle of a write.
+constexpr std::int64_t kEndOfWritesMicroseconds = 100'000;
 
-// How long an operation waits for another process that writes, in all; the platform's functions promise about 1 s.
-constexpr std::int64_t kPatienceMicroseconds = 900'000;
-constexpr std::int64_t kImpatienceMicroseconds = 10'000;
-constexpr std::int64_t kLongestWaitMicroseconds = 5'000;
-
-// Sleeps without usleep or nanosleep, which programs with a clock of their own replace.
-void Wait(std::int64_t microseconds)
-{
-    const timespec duration{0, static_cast<long>(microseconds * 1000)};
-    ppoll(nullptr, 0, &duration, nullptr);
-}
-
-// The process that has settings open, and how many files. A fork inherits SQLite's idea of the locks that it holds, but
-// not the locks.
-std::atomic<pid_t> user{0};
+// How many files this process has open, and what Forks() said then. A fork inherits SQLite's idea of the locks that it
+// holds, but not the locks.
 std::atomic<int> openFiles{0};
+std::atomic<unsigned> openedAfterForks{0};
 
 bool OpenedByAnotherProcess()
 {
-    return openFiles > 0 && user != getpid();
+    return openFiles > 0 && openedAfterForks != Forks();
 }
 
-// Locks a folder, so that one process at a time creates a file in it. The lock ends with the descriptor.
-FileDescriptor LockFolder(const std::string& folder)
+struct FreeText
 {
-    FileDescriptor descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    for (std::int64_t waited = 0; descriptor.IsOpen() && waited < kPatienceMicroseconds;
-         waited += kLongestWaitMicroseconds) {
-        if (flock(descriptor.Get(), LOCK_EX | LOCK_NB) == 0) {
-            return descriptor;
-        }
-        Wait(kLongestWaitMicroseconds);
+    void operator()(char* text) const
+    {
+        g_free(text);
     }
-    return FileDescriptor();
+};
+
+bool IsOnReadOnlyMedium(const std::string& folder)
+{
+    return access(folder.c_str(), W_OK) != 0 && errno == EROFS;
 }
 
 } // namespace
 
-std::int64_t Moment()
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC_RAW, &now);
-    return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
-}
-
 Database::Database(std::string folder, std::string_view file, Durability durability)
     : m_folder(std::move(folder)),
       m_path(m_folder + "/" + std::string(file)),
+      m_indexPath(m_path + "-shm"),
       m_durability(durability),
       m_get("SELECT type, value FROM setting WHERE key = ?1"),
       m_set("INSERT INTO change(moment, key, type, value) VALUES (?1, ?2, ?3, ?4)"),
@@ -109,10 +91,12 @@ int Database::Get(std::string_view key, Value& value)
     const int result = m_get.Step();
     if (result == SQLITE_DONE) {
         Finish(Reading, result);
+        LookThrough();
         return kNotFound;
     }
-    if (result == SQLITE_ROW && !m_get.ReadValue(0, value)) {
-        return ReportUnusable(std::string(key));
+    if (result == SQLITE_ROW && !m_get.ReadValue(0, key, value)) {
+        ReportDamage(std::string(key));
+        return kNotFound;
     }
     return Finish(Reading, result);
 }
@@ -125,10 +109,10 @@ int Database::Set(std::string_view key, const Value& value, std::int64_t& change
     const StatementUse use(m_set);
     m_set.Bind(1, Moment());
     m_set.Bind(2, key);
-    m_set.BindValue(3, value);
+    m_set.BindValue(3, key, value);
     const int result = Finish(Writing, m_set.Step());
     if (result == kOk) {
-        changeId = sqlite3_last_insert_rowid(m_connection);
+        changeId = KnowId(sqlite3_last_insert_rowid(m_connection));
     }
     return result;
 }
@@ -151,18 +135,22 @@ int Database::List(std::string_view prefix, std::vector<Entry>& entries)
     }
     const StatementUse use(m_list);
     m_list.Bind(1, prefix);
+    bool whole = true;
     int result = SQLITE_ROW;
     while ((result = m_list.Step()) == SQLITE_ROW) {
         Entry entry{m_list.Text(0), {}};
         if (!entry.key.starts_with(prefix)) {
             break;
         }
-        if (!m_list.ReadValue(1, entry.value)) {
-            return ReportUnusable(entry.key);
+        if (m_list.ReadValue(1, entry.key, entry.value)) {
+            entries.push_back(std::move(entry));
+        } else {
+            ReportDamage(entry.key);
+            whole = false;
         }
-        entries.push_back(std::move(entry));
     }
-    return Finish(Reading, result);
+    result = Finish(Reading, result);
+    return whole ? result : kFailed;
 }
 
 int Database::NewestChange(std::int64_t& id)
@@ -173,23 +161,37 @@ int Database::NewestChange(std::int64_t& id)
     const StatementUse use(m_newest);
     const int result = m_newest.Step();
     if (result == SQLITE_ROW) {
-        id = m_newest.Number(0);
+        id = KnowId(m_newest.Number(0));
     }
     return Finish(Reading, result);
 }
 
 int Database::ChangesAfter(std::int64_t id, std::vector<Change>& changes)
 {
-    if (!Begin(m_changes, Reading)) {
+    const std::size_t known = changes.size();
+    int result = ReadChanges(id, changes);
+    // Where there is something to read nothing was replaced; a look costs every notice more than this now and then.
+    if (result == kOk && changes.size() == known && IsReplaced()) {
+        GoOverToNewFile();
+        result = ReadChanges(id, changes);
+    }
+    return result;
+}
+
+int Database::ReadChanges(std::int64_t id, std::vector<Change>& changes)
+{
+    if (!Begin(m_changes, Reading, kIndex)) {
         return kFailed;
     }
     const StatementUse use(m_changes);
-    m_changes.Bind(1, id);
+    m_changes.Bind(1, IdInFile(id));
     int result = SQLITE_ROW;
     while ((result = m_changes.Step()) == SQLITE_ROW) {
-        Change change{m_changes.Number(0), m_changes.Number(1), m_changes.Text(2), {}};
-        if (m_changes.ReadValue(3, change.value)) {
+        Change change{KnowId(m_changes.Number(0)), m_changes.Number(1), m_changes.Text(2), {}};
+        if (m_changes.ReadValue(3, change.key, change.value)) {
             changes.push_back(std::move(change));
+        } else {
+            ReportDamage(change.key);
         }
     }
     return Finish(Reading, result);
@@ -201,7 +203,7 @@ int Database::Prune(const std::function<std::int64_t()>& limit)
         return kFailed;
     }
     // It follows a write, which may have waited already, and the next one can do it as well.
-    m_patienceMicroseconds = 0;
+    AllowWaiting(0);
     if (!Execute("BEGIN IMMEDIATE")) {
         return kFailed;
     }
@@ -214,23 +216,46 @@ int Database::Prune(const std::function<std::int64_t()>& limit)
     if (result == SQLITE_DONE && Execute("COMMIT")) {
         return kOk;
     }
-    Finish(Writing, sqlite3_errcode(m_connection));
+    Fail(Writing, sqlite3_errcode(m_connection));
     Execute("ROLLBACK");
     return kFailed;
 }
 
-bool Database::Begin(Statement& statement, Activity activity)
+// A key is missing: because it was never set, or because damage hides it. Once an opening the whole file is looked
+// through for that, which takes some 0.1 ms.
+void Database::LookThrough()
 {
-    if (m_connection != nullptr && m_owner != getpid()) {
+    if (m_lookedThrough) {
+        return;
+    }
+    m_lookedThrough = true;
+    Statement check("PRAGMA quick_check(setting)");
+    if (check.Prepare(m_connection) && check.Step() == SQLITE_ROW && check.Text(0) != "ok") {
+        m_damaged = true;
+        Report(Reading, "parts of it are damaged, and keys may be missing");
+    }
+    std::vector<Entry> entries;
+    List("", entries);
+}
+
+bool Database::Begin(Statement& statement, Activity activity, Look look)
+{
+    if (m_connection != nullptr && m_forks != Forks()) {
         Report(Opening, "it was opened before a fork, and only the parent may use it");
         return false;
     }
-    m_patienceMicroseconds = m_impatient ? kImpatienceMicroseconds : kPatienceMicroseconds;
+    AllowWaiting(m_impatient ? kImpatienceMicroseconds : kPatienceMicroseconds);
+    if (m_connection != nullptr && look == kFileAndIndex && IsReplaced()) {
+        GoOverToNewFile();
+    }
+    if (m_connection != nullptr) {
+        LookAfterIndex();
+    }
     if (m_connection == nullptr && !Open()) {
         return false;
     }
     if (!statement.Prepare(m_connection)) {
-        Finish(activity, sqlite3_errcode(m_connection));
+        Fail(activity, sqlite3_errcode(m_connection));
         return false;
     }
     return true;
@@ -243,10 +268,17 @@ int Database::Finish(Activity activity, int sqliteResult)
         m_impatient = m_impatient && activity != Writing;
         return kOk;
     }
-    // Once waited for in vain, a file that somebody keeps locked does not hold up every single call.
-    m_impatient = m_impatient || sqliteResult == SQLITE_BUSY;
+    return Fail(activity, sqliteResult);
+}
+
+int Database::Fail(Activity activity, int sqliteResult)
+{
+    // Somebody holds the file for long. Were each of the following operations to wait as well, a start that makes
+    // dozens of them would take minutes.
+    m_impatient = m_impatient || sqliteResult == SQLITE_BUSY || sqliteResult == SQLITE_PROTOCOL;
     m_damaged = m_damaged || sqliteResult == SQLITE_CORRUPT;
-    Report(activity, sqlite3_errmsg(m_connection));
+    const bool denied = sqliteResult == SQLITE_CANTOPEN && sqlite3_system_errno(m_connection) == EACCES;
+    Report(activity, std::string(sqlite3_errmsg(m_connection)) + (denied ? ": Permission denied" : ""));
     return kFailed;
 }
 
@@ -255,77 +287,226 @@ bool Database::Execute(const char* sql)
     return sqlite3_exec(m_connection, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
+// The ids of a replaced file go on after those of the one before, so that watchers take its writes for new ones.
+std::int64_t Database::KnowId(std::int64_t idInFile)
+{
+    m_lastId = std::max(m_lastId, idInFile + m_earlierIds);
+    return idInFile + m_earlierIds;
+}
+
 bool Database::Open()
 {
     if (OpenedByAnotherProcess()) {
         Report(Opening, "this process was forked from one that uses settings, and must run a program of its own first");
         return false;
     }
-    std::error_code error;
-    std::filesystem::create_directories(m_folder, error);
-    if (error) {
+    // Tried at every operation, so that once it was waited for in vain one look is enough.
+    if (m_impatient) {
+        AllowWaiting(0);
+    }
+    if (const std::error_code error = PrepareFolder(m_folder, m_rights); error) {
         Report(Opening, "its folder cannot be made: " + error.message());
         return false;
     }
-    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
-    const int result = sqlite3_open_v2(m_path.c_str(), &m_connection, flags, nullptr);
-    if (m_connection == nullptr) {
-        Report(Opening, "out of memory");
+    m_readOnlyMedium = IsOnReadOnlyMedium(m_folder);
+    FileDescriptor lock;
+    if (!MakeFile(lock)) {
         return false;
     }
-    m_owner = getpid();
-    user = m_owner;
-    ++openFiles;
-    if (result != SQLITE_OK || !Configure()) {
-        Report(Opening, sqlite3_errmsg(m_connection));
+    if (!OpenConnection() || !Configure(lock)) {
+        Fail(Opening, sqlite3_errcode(m_connection));
         Close();
         return false;
     }
+    for (const char* companion : {"-wal", "-shm"}) {
+        ApplyRights(m_path + companion, m_rights);
+    }
+    if (!HoldFiles()) {
+        Report(Opening, std::generic_category().message(errno));
+        Close();
+        return false;
+    }
+    m_lookedThrough = false;
     m_reported[Opening] = false;
     return true;
 }
 
-bool Database::Configure()
+// Makes the file, so that it has its rights from the first moment on; SQLite gives its companions the same.
+bool Database::MakeFile(FileDescriptor& lock)
 {
-    sqlite3_busy_handler(m_connection, &Database::OnBusy, this);
-    std::int64_t version = 0;
-    if (!ReadVersion(version)) {
+    const bool exists = access(m_path.c_str(), F_OK) == 0;
+    if (!exists && errno != ENOENT) {
+        Report(Opening, std::generic_category().message(errno));
         return false;
     }
-    if (version == 0 && !CreateTables()) {
+    if (exists || m_readOnlyMedium) {
+        ApplyRights(m_path, m_rights);
+        return true;
+    }
+    if (!Lock(lock)) {
         return false;
     }
-    if (version != 0 && version != kVersion) {
-        Report(Opening, "it is of version " + std::to_string(version) + ", written by another release");
-        return false;
+    if (access(m_path.c_str(), F_OK) != 0) {
+        // What a removed file left behind would be taken for this one's.
+        for (const char* companion : {"-wal", "-shm"}) {
+            unlink((m_path + companion).c_str());
+        }
+        if (mknod(m_path.c_str(), S_IFREG | 0600, 0) != 0) {
+            Report(Opening, "it cannot be made: " + std::generic_category().message(errno));
+            return false;
+        }
+        ApplyRights(m_path, m_rights);
     }
-    return Execute(m_durability == Durability::PowerLoss ? "PRAGMA synchronous = FULL; PRAGMA cache_size = -128"
-                                                         : "PRAGMA synchronous = OFF; PRAGMA cache_size = -128");
-}
-
-bool Database::CreateTables()
-{
-    // SQLite does not wait when two processes turn on the write-ahead log at once: one after the other, then.
-    const FileDescriptor lock = LockFolder(m_folder);
-    if (!lock.IsOpen()) {
-        Report(Opening, "its folder cannot be locked");
-        return false;
-    }
-    std::int64_t version = 0;
-    if (!ReadVersion(version)) {
-        return false;
-    }
-    return version != 0 || (Execute(kPrepareFile) && Execute(kCreateTables));
-}
-
-bool Database::ReadVersion(std::int64_t& version)
-{
-    Statement statement("PRAGMA user_version");
-    if (!statement.Prepare(m_connection) || statement.Step() != SQLITE_ROW) {
-        return false;
-    }
-    version = statement.Number(0);
     return true;
+}
+
+bool Database::OpenConnection()
+{
+    std::string name = m_path;
+    int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX;
+    struct stat log
+    {};
+    // Without a write-ahead log the file is whole, and SQLite needs to make no files beside it to read it.
+    if (m_readOnlyMedium && (stat((m_path + "-wal").c_str(), &log) != 0 || log.st_size == 0)) {
+        const std::unique_ptr<char, FreeText> escaped(g_uri_escape_string(m_path.c_str(), "/", TRUE));
+        name = "file:" + std::string(escaped.get()) + "?immutable=1";
+        flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX;
+    }
+    const int result = sqlite3_open_v2(name.c_str(), &m_connection, flags, FileSystemOfOurs());
+    if (m_connection != nullptr) {
+        m_forks = Forks();
+        openedAfterForks = m_forks;
+        ++openFiles;
+    }
+    return result == SQLITE_OK;
+}
+
+bool Database::Configure(FileDescriptor& lock)
+{
+    sqlite3_busy_handler(m_connection, &Database::OnBusy, nullptr);
+    auto version = ReadSchemaVersion(m_connection);
+    if (version == 0) {
+        if (!Lock(lock) || !PrepareNewFile(m_connection)) {
+            return false;
+        }
+    }
+    if (version && *version != kSchemaVersion) {
+        version = BringUpToDate(m_connection);
+    }
+    if (version && *version != kSchemaVersion) {
+        Report(Opening, "it is of version " + std::to_string(*version) + ", written by another release");
+        return false;
+    }
+    return version && Execute(kConfigure) &&
+           Execute(m_durability == Durability::PowerLoss ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = OFF");
+}
+
+// Lets one process at a time make the file, with a file of its own beside it that only who may use the settings can
+// open and so lock.
+bool Database::Lock(FileDescriptor& lock)
+{
+    const std::string path = m_path + "-lock";
+    for (int attempt = 0; !lock.IsOpen(); ++attempt) {
+        FileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
+        if (file.IsOpen() && flock(file.Get(), LOCK_EX | LOCK_NB) == 0) {
+            ApplyRights(path, m_rights);
+            lock = std::move(file);
+        } else if (const int error = errno; !WaitALittle(attempt)) {
+            m_impatient = true;
+            Report(Opening, "cannot lock " + path + ": " + std::generic_category().message(error));
+            return false;
+        }
+    }
+    return true;
+}
+
+bool Database::HoldFiles()
+{
+    const auto hold = [](const std::string& path) { return FileDescriptor(open(path.c_str(), O_PATH | O_CLOEXEC)); };
+    m_file = hold(m_path);
+    m_index = hold(m_indexPath);
+    m_fileChanged = {};
+    m_indexSize = IndexSize();
+    return m_file.IsOpen() && (m_index.IsOpen() || m_readOnlyMedium);
+}
+
+// SQLite does not look: it would go on with a removed file that nobody else sees, and the first access to an index that
+// was cut ends the process with SIGBUS.
+void Database::LookAfterIndex()
+{
+    const off_t size = IndexSize();
+    if (size >= m_indexSize) {
+        m_indexSize = size;
+        return;
+    }
+    if (size >= 0) {
+        std::fprintf(stderr, "settings: %s was cut while in use; it is made anew\n", m_indexPath.c_str());
+    }
+    if (size >= 0 && MakeIndexAnew()) {
+        return;
+    }
+    if (IsReplaced()) {
+        GoOverToNewFile();
+    } else {
+        Abandon(m_indexPath);
+    }
+}
+
+// What now has the file's name is opened by whatever comes next.
+void Database::GoOverToNewFile()
+{
+    Abandon(m_path);
+    m_earlierIds = m_lastId;
+}
+
+void Database::Abandon(const std::string& removed)
+{
+    std::fprintf(stderr, "settings: %s was removed or replaced while in use; all is opened anew\n", removed.c_str());
+    // At the end SQLite would bring the log home, into what may be another file by now.
+    sqlite3_db_config(m_connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    Close();
+}
+
+// Whether the file is gone or its name stands for another one. A file that is moved counts as changed, like one that
+// was written to, which happens once in hundreds of writes; only then the name is looked up.
+bool Database::IsReplaced()
+{
+    struct stat ours
+    {};
+    if (fstat(m_file.Get(), &ours) != 0 || ours.st_nlink == 0) {
+        return true;
+    }
+    if (ours.st_ctim.tv_sec == m_fileChanged.tv_sec && ours.st_ctim.tv_nsec == m_fileChanged.tv_nsec) {
+        return false;
+    }
+    m_fileChanged = ours.st_ctim;
+    struct stat named
+    {};
+    return stat(m_path.c_str(), &named) != 0 || named.st_ino != ours.st_ino || named.st_dev != ours.st_dev;
+}
+
+// 0 without an index, as on a read-only medium; -1 when it was removed.
+off_t Database::IndexSize() const
+{
+    struct stat status
+    {};
+    if (!m_index.IsOpen() || fstat(m_index.Get(), &status) != 0) {
+        return 0;
+    }
+    return status.st_nlink > 0 ? status.st_size : -1;
+}
+
+// Gives the index its size back. It is all zeros then, from which SQLite builds it as after a crash.
+bool Database::MakeIndexAnew()
+{
+    // Not in the middle of a write that another process began before the cut: it would go on with half an index.
+    AllowWaiting(kEndOfWritesMicroseconds);
+    for (int attempt = 0; WaitALittle(attempt); ++attempt) {
+    }
+    AllowWaiting(kPatienceMicroseconds);
+    // Perhaps another process was faster. By name, because a descriptor to write with would end SQLite's locks.
+    const off_t size = IndexSize();
+    return size >= m_indexSize || (size >= 0 && truncate(m_indexPath.c_str(), m_indexSize) == 0);
 }
 
 void Database::Report(Activity activity, const std::string& reason)
@@ -338,16 +519,15 @@ void Database::Report(Activity activity, const std::string& reason)
     std::fprintf(stderr, "settings: cannot %s %s: %s\n", kActivities[activity], m_path.c_str(), reason.c_str());
 }
 
-int Database::ReportUnusable(const std::string& key)
+void Database::ReportDamage(const std::string& key)
 {
     m_damaged = true;
-    Report(Reading, "the value of \"" + key + "\" is not a setting's");
-    return kFailed;
+    Report(Reading, "the value of \"" + key + "\" is damaged");
 }
 
 void Database::Close()
 {
-    const bool ours = m_connection == nullptr || m_owner == getpid();
+    const bool ours = m_connection == nullptr || m_forks == Forks();
     for (Statement* statement : {&m_get, &m_set, &m_unset, &m_list, &m_newest, &m_changes, &m_prune}) {
         // Closing in a forked child would touch the files that the parent works on.
         if (ours) {
@@ -363,16 +543,9 @@ void Database::Close()
     m_connection = nullptr;
 }
 
-int Database::OnBusy(void* self, int attempt)
+int Database::OnBusy(void* /*self*/, int attempt)
 {
-    auto* database = static_cast<Database*>(self);
-    if (database->m_patienceMicroseconds <= 0) {
-        return 0;
-    }
-    const std::int64_t wait = std::min<std::int64_t>(100 * (std::int64_t{attempt} + 1), kLongestWaitMicroseconds);
-    database->m_patienceMicroseconds -= wait;
-    Wait(wait);
-    return 1;
+    return WaitALittle(attempt) ? 1 : 0;
 }
 
 } // namespace settings

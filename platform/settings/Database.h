@@ -4,10 +4,18 @@
 // are in one transaction by construction. The ids of the log rise by one with every write and are never used twice,
 // because the newest row always stays.
 //
-// Errors are reported on standard error, once, until the same kind of operation works again; damage once and for all,
-// because it is met again and again among what can still be read.
+// Every row carries a check of its key and value. A row whose check is wrong counts as missing.
+//
+// Errors are reported on standard error, once, until the same kind of operation works again. Damage is reported once in
+// the life of the object, because what is damaged stays so while the rest can be read.
+//
+// Somebody may remove or replace the file, or empty its companion "-shm", while it is open. Each operation looks for
+// that first. The object then goes over to the file of that name as it is now, as all other processes do.
 #pragma once
 
+#include "FileDescriptor.h"
+#include "Moment.h"
+#include "Rights.h"
 #include "Statement.h"
 #include "Value.h"
 
@@ -25,13 +33,10 @@ namespace settings {
 struct Change
 {
     std::int64_t id;
-    std::int64_t moment; // nanoseconds since the machine started, taken as the write began
+    std::int64_t moment; // Moment(), taken as the write began
     std::string key;
     Value value;
 };
-
-// The clock of the moments: the same for all processes, and never set.
-std::int64_t Moment();
 
 enum class Durability
 {
@@ -48,25 +53,34 @@ public:
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
+    // kOk, kNotFound or kFailed. A damaged value is reported and counts as missing.
     int Get(std::string_view key, Value& value);
 
-    // `changeId` becomes the id of this write.
+    // `changeId` becomes the id of this write. The ids go on rising when the file is replaced by another, whose own ids
+    // begin anew.
     int Set(std::string_view key, const Value& value, std::int64_t& changeId);
 
     int Unset(std::string_view key);
 
-    // Appends the settings whose keys begin with `prefix`, in the order of their bytes.
+    // Appends the settings whose keys begin with `prefix`, in the order of their bytes. kFailed also when some of them
+    // are damaged and so left out.
     int List(std::string_view prefix, std::vector<Entry>& entries);
 
     // The id of the last write, 0 when there was none.
     int NewestChange(std::int64_t& id);
 
-    // Appends the writes after `id`, oldest first.
+    // Appends the writes after `id`, oldest first, but for damaged ones.
     int ChangesAfter(std::int64_t id, std::vector<Change>& changes);
 
     // Removes old rows of the log, a bounded number at a time. `limit` is asked, while no one can write, for the last
-    // id that may go.
+    // id, as the file has it, that may go.
     int Prune(const std::function<std::int64_t()>& limit);
+
+    // An id as the file has it, which is what processes tell each other.
+    std::int64_t IdInFile(std::int64_t id) const
+    {
+        return id - m_earlierIds;
+    }
 
     const std::string& Path() const
     {
@@ -81,28 +95,60 @@ private:
         Writing
     };
 
-    bool Open();
-    bool Configure();
-    bool CreateTables();
-    bool ReadVersion(std::int64_t& version);
-    bool Begin(Statement& statement, Activity activity);
+    // What is looked at before an operation.
+    enum Look
+    {
+        kIndex,
+        kFileAndIndex
+    };
+
+    bool Begin(Statement& statement, Activity activity, Look look = kFileAndIndex);
+    int ReadChanges(std::int64_t id, std::vector<Change>& changes);
+    void LookThrough();
     int Finish(Activity activity, int sqliteResult);
+    int Fail(Activity activity, int sqliteResult);
     bool Execute(const char* sql);
     void Report(Activity activity, const std::string& reason);
-    int ReportUnusable(const std::string& key);
+    void ReportDamage(const std::string& key);
+    std::int64_t KnowId(std::int64_t idInFile);
+
+    bool Open();
+    bool OpenConnection();
+    bool MakeFile(FileDescriptor& lock);
+    bool Configure(FileDescriptor& lock);
+    bool Lock(FileDescriptor& lock);
+    bool HoldFiles();
+    bool IsReplaced();
+    void LookAfterIndex();
+    void GoOverToNewFile();
+    void Abandon(const std::string& removed);
+    off_t IndexSize() const;
+    bool MakeIndexAnew();
     void Close();
 
     static int OnBusy(void* self, int attempt);
 
     std::string m_folder;
     std::string m_path;
+    std::string m_indexPath; // of "-shm", the write-ahead log's index, which SQLite maps into memory
     Durability m_durability;
     sqlite3* m_connection = nullptr;
-    pid_t m_owner = 0;
-    bool m_impatient = false;                // the last write waited in vain
-    std::int64_t m_patienceMicroseconds = 0; // what is left of it for this operation
+    unsigned m_forks = 0; // what Forks() said as it was opened
+    bool m_readOnlyMedium = false;
+    Rights m_rights;
+    bool m_impatient = false; // an operation waited in vain for others, and no write was done since
     bool m_damaged = false;
+    bool m_lookedThrough = false; // for damage, since the file was opened
     bool m_reported[3] = {false, false, false};
+
+    // The file and the index by name only: closing them ends none of the locks that SQLite holds.
+    FileDescriptor m_file;
+    FileDescriptor m_index;
+    timespec m_fileChanged{};
+    off_t m_indexSize = 0;
+
+    std::int64_t m_earlierIds = 0; // what the ids of this file are raised by, after those of the files before it
+    std::int64_t m_lastId = 0;     // the highest known
 
     Statement m_get;
     Statement m_set;

@@ -13,10 +13,14 @@ inline constexpr std::string_view kMemoryFolder = "/run/vyrel-lite";
 inline constexpr std::string_view kPersistentFile = "settings.db";
 inline constexpr std::string_view kMemoryFile = "settings-memory.db";
 
+// In the folder of the memory file: what the watching processes need, for both files.
+inline constexpr std::string_view kWatchersFolder = "watchers";
+
 inline constexpr std::string_view kPersistentPrefix = "db/";
 inline constexpr std::string_view kMemoryPrefix = "memory/";
 
-// The two folders of a store. Missing folders are made.
+// The two folders of a store. Missing folders are made. They are the store's own: who may use them may use the
+// settings, and nobody else (Rights.h).
 struct Folders
 {
     std::string persistent; // survives a reboot: the keys under "db/"

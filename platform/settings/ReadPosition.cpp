@@ -1,5 +1,7 @@
 #include "ReadPosition.h"
 
+#include "Rights.h"
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -42,17 +44,18 @@ ReadPosition::~ReadPosition()
 
 bool ReadPosition::Announce()
 {
-    std::error_code error;
-    std::filesystem::create_directories(m_folder, error);
+    Rights rights;
+    const std::error_code error = PrepareInnerFolder(m_folder, rights);
     while (!error) {
         m_path = m_folder + "/" + m_name + "-XXXXXX";
         FileDescriptor file(mkostemp(m_path.data(), O_CLOEXEC));
         struct stat status
         {};
-        if (!file.IsOpen() || fchmod(file.Get(), 0644) != 0 || flock(file.Get(), LOCK_EX) != 0 ||
-            fstat(file.Get(), &status) != 0) {
+        if (!file.IsOpen() || flock(file.Get(), LOCK_EX) != 0 || fstat(file.Get(), &status) != 0) {
             return false;
         }
+        // Writers of the group may look from here on.
+        ApplyRights(m_path, rights);
         // A writer that came between making and locking took the file for a dead watcher's.
         if (status.st_nlink > 0) {
             m_file = std::move(file);
@@ -65,7 +68,8 @@ bool ReadPosition::Announce()
 
 void ReadPosition::MoveTo(std::int64_t id)
 {
-    if (id - m_published >= kLag && pwrite(m_file.Get(), &id, sizeof id, 0) == sizeof id) {
+    const bool due = id < m_published || id - m_published >= kLag;
+    if (due && pwrite(m_file.Get(), &id, sizeof id, 0) == sizeof id) {
         m_published = id;
     }
 }

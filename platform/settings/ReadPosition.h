@@ -31,7 +31,7 @@ public:
     bool Announce();
 
     // Tells that everything up to `id` was read. Not every call reaches the file: the position there may lag by
-    // kLag, and is never ahead.
+    // kLag, and is never ahead. An `id` lower than before is that of a file that replaced the one read until then.
     void MoveTo(std::int64_t id);
 
     // The lowest position of all that live, INT64_MAX when there is none.

@@ -1,28 +1,10 @@
 #include "Statement.h"
 
-#include <limits>
-#include <type_traits>
+#include "CheckedType.h"
+
+#include <utility>
 
 namespace settings {
-namespace {
-
-// What the type columns of the files hold.
-enum StoredType : std::int64_t
-{
-    kBool = 0,
-    kInt = 1,
-    kString = 2
-};
-
-template <StoredType Type>
-using Alternative = std::variant_alternative_t<static_cast<std::size_t>(Type), Value>;
-
-// BindValue writes the index of the variant.
-static_assert(std::is_same_v<Alternative<kBool>, bool> && std::is_same_v<Alternative<kInt>, int> &&
-              std::is_same_v<Alternative<kString>, std::string> && std::variant_size_v<Value> == 3);
-
-} // namespace
-
 Statement::~Statement()
 {
     Finalize();
@@ -56,9 +38,9 @@ void Statement::Bind(int index, std::int64_t number)
     sqlite3_bind_int64(m_statement, index, number);
 }
 
-void Statement::BindValue(int typeIndex, const Value& value)
+void Statement::BindValue(int typeIndex, std::string_view key, const Value& value)
 {
-    Bind(typeIndex, static_cast<std::int64_t>(value.index()));
+    Bind(typeIndex, CheckedType(key, value));
     if (const auto* text = std::get_if<std::string>(&value); text != nullptr) {
         Bind(typeIndex + 1, std::string_view(*text));
     } else if (const auto* number = std::get_if<int>(&value); number != nullptr) {
@@ -86,24 +68,31 @@ std::string Statement::Text(int column) const
     return data != nullptr ? std::string(data, static_cast<std::size_t>(size)) : std::string();
 }
 
-bool Statement::ReadValue(int typeColumn, Value& value) const
+bool Statement::ReadValue(int typeColumn, std::string_view key, Value& value) const
 {
     const int storage = sqlite3_column_type(m_statement, typeColumn + 1);
-    const std::int64_t type = Number(typeColumn);
-    if (type == kString && (storage == SQLITE_TEXT || storage == SQLITE_BLOB)) {
-        value = Text(typeColumn + 1);
-        return true;
-    }
+    const std::int64_t checkedType = Number(typeColumn);
     const std::int64_t number = Number(typeColumn + 1);
-    if (storage != SQLITE_INTEGER || number < std::numeric_limits<int>::min() ||
-        number > std::numeric_limits<int>::max() || (type != kBool && type != kInt)) {
+    Value read;
+    switch (TypeIn(checkedType)) {
+    case kBool:
+        read = number != 0;
+        break;
+    case kInt:
+        read = static_cast<int>(number);
+        break;
+    case kString:
+        read = Text(typeColumn + 1);
+        break;
+    default:
         return false;
     }
-    if (type == kBool) {
-        value = number != 0;
-    } else {
-        value = static_cast<int>(number);
+    const bool isText = storage == SQLITE_TEXT || storage == SQLITE_BLOB;
+    const bool fits = isText || (storage == SQLITE_INTEGER && number == static_cast<int>(number));
+    if (!fits || isText != (TypeIn(checkedType) == kString) || CheckedType(key, read) != checkedType) {
+        return false;
     }
+    value = std::move(read);
     return true;
 }
 

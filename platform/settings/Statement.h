@@ -31,15 +31,16 @@ public:
     // The texts must live until the statement is reset.
     void Bind(int index, std::string_view text);
     void Bind(int index, std::int64_t number);
-    void BindValue(int typeIndex, const Value& value);
+    // A value, and at the index before it its type with the check.
+    void BindValue(int typeIndex, std::string_view key, const Value& value);
 
     // SQLITE_ROW, SQLITE_DONE or an error.
     int Step();
     std::int64_t Number(int column) const;
     std::string Text(int column) const;
 
-    // Reads a type column and the value column after it. False when they do not hold a value of ours.
-    bool ReadValue(int typeColumn, Value& value) const;
+    // Reads a type column and the value column after it. False when they do not hold what was written under this key.
+    bool ReadValue(int typeColumn, std::string_view key, Value& value) const;
 
     void Reset();
 

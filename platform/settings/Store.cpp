@@ -19,7 +19,7 @@ constexpr std::int64_t kKept = 1024;
 // Where the watchers' files are: in RAM, also those for the persistent settings, because no watcher outlives a reboot.
 std::string NoticeFolder(const Folders& folders)
 {
-    return folders.memory + "/watchers";
+    return folders.memory + "/" + std::string(kWatchersFolder);
 }
 
 // Which file a key belongs to: none for a key of no known kind.
@@ -146,8 +146,9 @@ int Store::SetOn(std::size_t side, const char* key, const Value& value)
         return result;
     }
     target.bell.Ring();
-    if (change % kPruneInterval == 0) {
-        target.database.Prune([&target, change] { return std::min(change - kKept, target.position.Lowest()); });
+    const std::int64_t row = target.database.IdInFile(change);
+    if (row % kPruneInterval == 0) {
+        target.database.Prune([&target, row] { return std::min(row - kKept, target.position.Lowest()); });
     }
     return kOk;
 }

@@ -9,8 +9,9 @@
 // notifies nobody: there is no value to tell.
 //
 // A store that cannot be used (a damaged file, a folder that cannot be made, a full disk) makes every operation on it
-// fail, with one message on standard error, and is tried again at the next operation. A damaged file is left as it is.
-// A call waits for other writers for 1 s at most.
+// fail, with one message on standard error, and is tried again at the next operation. A damaged file is left as it is;
+// a single damaged value is reported and counts as missing. A call waits for other processes for 0.4 s at most, and
+// once that was in vain for 5 ms, until a write succeeds.
 //
 // One object is used by one thread, that of the main loop where there are watches. After a fork only the parent may
 // use it.

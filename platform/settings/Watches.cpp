@@ -1,5 +1,7 @@
 #include "Watches.h"
 
+#include "Forks.h"
+
 #include <glib-unix.h>
 
 #include <sys/inotify.h>
@@ -75,7 +77,7 @@ bool Watches::StartSource()
         Report("settings", errno);
         return false;
     }
-    m_owner = getpid();
+    m_forks = Forks();
     m_source = g_unix_fd_source_new(m_inotify.Get(), G_IO_IN);
     g_source_set_callback(m_source, G_SOURCE_FUNC(&Watches::OnBell), this, nullptr);
     g_source_set_static_name(m_source, "settings");
@@ -108,7 +110,7 @@ bool Watches::StartReading(std::size_t side)
         return false;
     }
     reader.inotifyWatch = watch;
-    source.position.MoveTo(reader.read);
+    source.position.MoveTo(source.database.IdInFile(reader.read));
     return true;
 }
 
@@ -167,7 +169,7 @@ bool Watches::Read(std::size_t side)
     std::vector<Change> rows;
     const int result = m_sides[side].database.ChangesAfter(reader.read, rows);
     reader.read = rows.empty() ? reader.read : rows.back().id;
-    m_sides[side].position.MoveTo(reader.read);
+    m_sides[side].position.MoveTo(m_sides[side].database.IdInFile(reader.read));
     for (Change& row : rows) {
         if (m_registrations.contains(row.key)) {
             m_backlogs[side].untold.push_back(std::move(row));
@@ -246,7 +248,7 @@ gboolean Watches::OnBell(gint /*descriptor*/, GIOCondition /*condition*/, gpoint
 {
     auto* watches = static_cast<Watches*>(self);
     // A forked child that ran the loop would take the parent's bells off the shared descriptor.
-    if (watches->m_owner != getpid()) {
+    if (watches->m_forks != Forks()) {
         return G_SOURCE_REMOVE;
     }
     watches->Dispatch();

@@ -111,7 +111,7 @@ private:
     std::uint64_t m_lastNumber = 0;
     FileDescriptor m_inotify;
     GSource* m_source = nullptr;
-    pid_t m_owner = 0;
+    unsigned m_forks = 0; // what Forks() said as the source was made
 };
 
 } // namespace settings

@@ -1,0 +1,229 @@
+// Files that are removed, replaced or cut while they are open, and files that nobody can write to.
+
+#include "StoreFixture.h"
+#include "support/Child.h"
+
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <fstream>
+
+namespace settings {
+namespace {
+
+using support::Child;
+using support::Exited;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::internal::CaptureStderr;
+using ::testing::internal::GetCapturedStderr;
+
+class ReplacedTest : public StoreFixture
+{
+protected:
+    // As another program.
+    int Command(std::vector<std::string> words) const
+    {
+        words.insert(words.begin(), {VYREL_SETTINGS_COMMAND, "--root", m_root});
+        const support::ProcessEnd end = Child::Spawn(words).Wait();
+        return end.how == support::ProcessEnd::How::Exited ? end.number : -1;
+    }
+
+    std::string Anew(const std::string& file) const
+    {
+        return "settings: " + file + " was removed or replaced while in use; all is opened anew\n";
+    }
+    std::string Cut(const std::string& file) const
+    {
+        return "settings: " + file + "-shm was cut while in use; it is made anew\n";
+    }
+
+    // Takes the persistent file away from a store that reads, writes and watches, and expects it to go on with the file
+    // that all others see.
+    void ExpectAllToMeetAfter(const std::function<void()>& takeAway, const std::string& message)
+    {
+        Store store(m_folders);
+        Recorder recorder;
+        ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+        for (int number = 1; number <= 20; ++number) {
+            ASSERT_EQ(store.Set("db/key", number), kOk);
+        }
+        RunWhatIsDue();
+        recorder.notices.clear();
+        takeAway();
+        CaptureStderr();
+        EXPECT_EQ(Command({"set", "db/key", "--int", "100"}), 0);
+        EXPECT_TRUE(RunUntil([&recorder] { return !recorder.notices.empty(); }));
+        int number = 0;
+        EXPECT_EQ(store.GetInt("db/key", &number), kOk);
+        EXPECT_EQ(number, 100);
+        EXPECT_EQ(store.Set("db/key", 101), kOk);
+        EXPECT_EQ(store.Set("db/other", 102), kOk);
+        EXPECT_EQ(GetCapturedStderr(), message);
+        EXPECT_EQ(Command({"set", "db/key", "--int", "103"}), 0);
+        EXPECT_TRUE(RunUntil([&recorder] { return recorder.notices.size() == 3; }));
+        EXPECT_THAT(recorder.notices, ElementsAre("db/key=100", "db/key=101", "db/key=103"));
+        Store other(m_folders);
+        EXPECT_EQ(other.GetInt("db/other", &number), kOk);
+        EXPECT_EQ(number, 102);
+    }
+
+    void Remove(const char* companion) const
+    {
+        ASSERT_TRUE(std::filesystem::remove(PersistentFile() + companion));
+    }
+};
+
+TEST_F(ReplacedTest, ARemovedFileIsNoticedAndAllMeetInTheNewOne)
+{
+    ExpectAllToMeetAfter([this] { Remove(""); }, Anew(PersistentFile()));
+}
+
+TEST_F(ReplacedTest, AFileRemovedWithItsCompanionsIsNoticed)
+{
+    ExpectAllToMeetAfter(
+        [this] {
+            for (const char* companion : {"-wal", "-shm", ""}) {
+                Remove(companion);
+            }
+        },
+        Anew(PersistentFile()));
+}
+
+TEST_F(ReplacedTest, AFileMovedAsideIsNoticedAndStaysWhole)
+{
+    ExpectAllToMeetAfter(
+        [this] {
+            for (const char* companion : {"-wal", "-shm", ""}) {
+                std::filesystem::rename(PersistentFile() + companion, m_root + "/aside" + companion);
+            }
+        },
+        Anew(PersistentFile()));
+    Database aside(m_root, "aside", Durability::PowerLoss);
+    Value value;
+    EXPECT_EQ(aside.Get("db/key", value), kOk);
+    EXPECT_EQ(value, Value(20));
+}
+
+TEST_F(ReplacedTest, ARemovedIndexIsNoticedAndNothingIsLost)
+{
+    ExpectAllToMeetAfter([this] { Remove("-shm"); }, Anew(PersistentFile() + "-shm"));
+}
+
+TEST_F(ReplacedTest, ARemovedFileIsNoticedByItsOwnNextWrite)
+{
+    Store store(m_folders);
+    ASSERT_EQ(store.Set("db/key", 1), kOk);
+    Remove("");
+    CaptureStderr();
+    EXPECT_EQ(store.Set("db/key", 2), kOk);
+    int number = 0;
+    EXPECT_EQ(store.GetInt("db/key", &number), kOk);
+    EXPECT_EQ(GetCapturedStderr(), Anew(PersistentFile()));
+    EXPECT_EQ(number, 2);
+    EXPECT_EQ(Command({"get", "db/key", "--type"}), 0);
+}
+
+TEST_F(ReplacedTest, TheLogOfANewFileIsKeptForAWatcherThatHadReadFarInTheOld)
+{
+    Store store(m_folders);
+    Recorder recorder;
+    ASSERT_EQ(store.Watch("memory/key", &Recorder::OnChange, &recorder), kOk);
+    for (int number = 0; number < 3000; ++number) {
+        ASSERT_EQ(store.Set("memory/key", number), kOk);
+        RunWhatIsDue();
+    }
+    ASSERT_TRUE(std::filesystem::remove(MemoryFile()));
+    CaptureStderr();
+    ASSERT_EQ(store.Set("memory/key", -1), kOk);
+    RunWhatIsDue();
+    GetCapturedStderr();
+    recorder.notices.clear();
+    // It stands still for more writes than are kept for their own sake.
+    for (int number = 0; number < 3000; ++number) {
+        ASSERT_EQ(store.Set("memory/key", number), kOk);
+    }
+    ASSERT_TRUE(RunUntil([&recorder] { return recorder.notices.size() >= 3000; }));
+    EXPECT_EQ(recorder.notices.front(), "memory/key=0");
+    EXPECT_EQ(recorder.notices.back(), "memory/key=2999");
+}
+
+TEST_F(ReplacedTest, AnIndexCutToNothingIsMadeAnew)
+{
+    Store store(m_folders);
+    Recorder recorder;
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+    ASSERT_EQ(store.Set("db/key", 1), kOk);
+    RunWhatIsDue();
+    for (const int first : {10, 20}) {
+        std::filesystem::resize_file(PersistentFile() + "-shm", 0);
+        CaptureStderr();
+        int number = 0;
+        EXPECT_EQ(store.GetInt("db/key", &number), kOk);
+        EXPECT_EQ(store.Set("db/key", first), kOk);
+        EXPECT_EQ(Command({"set", "db/key", "--int", std::to_string(first + 1)}), 0);
+        EXPECT_TRUE(RunUntil([&] { return recorder.notices.back() == "db/key=" + std::to_string(first + 1); }));
+        EXPECT_EQ(GetCapturedStderr(), Cut(PersistentFile()));
+    }
+    EXPECT_THAT(recorder.notices, ElementsAre("db/key=1", "db/key=10", "db/key=11", "db/key=20", "db/key=21"));
+}
+
+TEST_F(ReplacedTest, AnotherProgramThatFindsTheIndexCutSavesThisOneToo)
+{
+    Store store(m_folders);
+    Recorder recorder;
+    ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+    ASSERT_EQ(store.Set("db/key", 1), kOk);
+    std::filesystem::resize_file(PersistentFile() + "-shm", 0);
+    EXPECT_EQ(Command({"set", "db/key", "--int", "2"}), 0);
+    EXPECT_TRUE(RunUntil([&recorder] { return recorder.notices.size() == 2; }));
+    EXPECT_THAT(recorder.notices, ElementsAre("db/key=1", "db/key=2"));
+}
+
+// Makes a folder read-only for this process. False where not even a process of its own may.
+bool MakeReadOnly(const std::string& folder)
+{
+    const int namespaces = geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWUSER | CLONE_NEWNS;
+    constexpr unsigned long kAgain = MS_BIND | MS_REMOUNT | MS_RDONLY;
+    return unshare(namespaces) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           mount(folder.c_str(), folder.c_str(), nullptr, MS_BIND, nullptr) == 0 &&
+           mount("none", folder.c_str(), nullptr, kAgain, nullptr) == 0;
+}
+
+TEST_F(ReplacedTest, AFileClosedInOrderCanBeReadOnAReadOnlyMedium)
+{
+    constexpr int kNoMount = 77;
+    {
+        Store store(m_folders);
+        ASSERT_EQ(store.Set("db/key", 1), kOk);
+        ASSERT_EQ(store.Set("db/text", std::string("one")), kOk);
+    }
+    // All that such a file needs, and what is checked wherever the tests may not mount anything, as in a container.
+    EXPECT_FALSE(std::filesystem::exists(PersistentFile() + "-wal"));
+    EXPECT_FALSE(std::filesystem::exists(PersistentFile() + "-shm"));
+    CaptureStderr();
+    const support::ProcessEnd end = Child::Fork([this] {
+                                        if (!MakeReadOnly(m_folders.persistent)) {
+                                            return kNoMount;
+                                        }
+                                        Store store(m_folders);
+                                        int number = 0;
+                                        std::vector<Entry> entries;
+                                        Recorder recorder;
+                                        const bool read = store.GetInt("db/key", &number) == kOk && number == 1 &&
+                                                          store.List("db/", &entries) == kOk && entries.size() == 2 &&
+                                                          store.Watch("db/key", &Recorder::OnChange, &recorder) == kOk;
+                                        const bool refused =
+                                            store.Set("db/key", 2) == kFailed && store.Set("db/key", 3) == kFailed;
+                                        return read && refused && store.Set("memory/key", 1) == kOk ? 0 : 1;
+                                    }).Wait();
+    const std::string message = GetCapturedStderr();
+    EXPECT_TRUE(end == Exited(0) || end == Exited(kNoMount)) << message;
+    EXPECT_TRUE(end == Exited(kNoMount) ||
+                message == "settings: cannot write " + PersistentFile() + ": attempt to write a readonly database\n")
+        << message;
+}
+
+} // namespace
+} // namespace settings

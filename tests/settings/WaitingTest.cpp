@@ -1,0 +1,142 @@
+// A store that another process holds: no call waits for long, all calls together hardly longer, and once the other lets
+// go the next call works.
+
+#include "StoreFixture.h"
+#include "support/ChildProcess.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+
+namespace settings {
+namespace {
+
+using support::ChildProcess;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::internal::CaptureStderr;
+using ::testing::internal::GetCapturedStderr;
+using Clock = std::chrono::steady_clock;
+
+// What is held of each of the two files, by the places in them that SQLite locks.
+struct Hold
+{
+    const char* name;
+    const char* companion; // "" for the file itself
+    off_t start;
+    off_t length; // 0: held with flock
+    bool before;  // before this process opens the store, otherwise after
+};
+
+constexpr off_t kPendingByte = 0x40000000;
+
+constexpr Hold kHolds[] = {
+    {"TheLockOfItsMaking", "-lock", 0, 0, true},    {"TheWholeFile", "", kPendingByte, 512, true},
+    {"ThePendingLock", "", kPendingByte, 1, true},  {"TheIndexAtItsMaking", "-shm", 128, 1, true},
+    {"TheIndexInItsMending", "-shm", 120, 1, true}, {"TheWholeIndex", "-shm", 120, 9, true},
+    {"TheWritersLock", "-shm", 120, 1, false},      {"AllButTheSignOfLife", "-shm", 120, 8, false},
+};
+
+class WaitingTest : public StoreFixture, public ::testing::WithParamInterface<Hold>
+{
+protected:
+    // Holds both files until it is killed.
+    int HoldBoth() const
+    {
+        const Hold& hold = GetParam();
+        for (const std::string& file : {PersistentFile(), MemoryFile()}) {
+            std::filesystem::create_directories(std::filesystem::path(file).parent_path());
+            const int descriptor = open((file + hold.companion).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+            struct flock lock
+            {};
+            lock.l_type = F_WRLCK;
+            lock.l_start = hold.start;
+            lock.l_len = hold.length;
+            const bool held =
+                hold.length > 0 ? fcntl(descriptor, F_SETLK, &lock) == 0 : flock(descriptor, LOCK_EX) == 0;
+            if (!held) {
+                return 1;
+            }
+        }
+        std::puts("held");
+        std::fflush(stdout);
+        for (;;) {
+            pause();
+        }
+    }
+
+    // As many accesses as a start makes.
+    static void UseLikeAStart(Store& store)
+    {
+        for (int access = 0; access < 40; ++access) {
+            const std::string key = (access % 2 == 0 ? "db/key" : "memory/key") + std::to_string(access / 2);
+            int number = 0;
+            store.GetInt(key.c_str(), &number);
+            if (access % 4 < 2) {
+                store.Set(key.c_str(), access);
+            }
+        }
+    }
+};
+
+TEST_P(WaitingTest, HoldsNobodyUpForLongAndIsTriedAgain)
+{
+    const bool making = GetParam().length == 0;
+    ChildProcess holder([this] { return HoldBoth(); }, ChildProcess::Start::WhenTold);
+    if (!making) {
+        Store(m_folders).Set("db/before", 1);
+        Store(m_folders).Set("memory/before", 1);
+    }
+    Store store(m_folders);
+    int number = 0;
+    if (!GetParam().before) {
+        ASSERT_EQ(store.GetInt("db/before", &number), kOk);
+        ASSERT_EQ(store.GetInt("memory/before", &number), kOk);
+    }
+    holder.Begins();
+    ASSERT_TRUE(holder.WaitForOutput("held"));
+    CaptureStderr();
+    const auto start = Clock::now();
+    UseLikeAStart(store);
+    const auto waited = Clock::now() - start;
+    const auto again = Clock::now();
+    store.Set("db/key", 1);
+    const auto waitedAgain = Clock::now() - again;
+    const std::string message = GetCapturedStderr();
+    EXPECT_LT(waited, std::chrono::milliseconds(1500));
+    EXPECT_LT(waitedAgain, std::chrono::milliseconds(200));
+    EXPECT_THAT(message, HasSubstr(PersistentFile()));
+    EXPECT_THAT(message, HasSubstr(MemoryFile()));
+    EXPECT_LE(std::count(message.begin(), message.end(), '\n'), 4) << message; // reading and writing, each file once
+
+    holder.Send(SIGKILL);
+    ASSERT_EQ(holder.WaitForEnd(), support::KilledBy(SIGKILL));
+    EXPECT_EQ(store.Set("db/key", 2), kOk);
+    EXPECT_EQ(store.Set("memory/key", 2), kOk);
+    EXPECT_EQ(store.GetInt("db/key", &number), kOk);
+    EXPECT_TRUE(making || store.GetInt("db/before", &number) == kOk);
+}
+
+INSTANTIATE_TEST_SUITE_P(Whoever, WaitingTest, ::testing::ValuesIn(kHolds),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST_F(StoreFixture, ALockOnTheFoldersHoldsNobodyUp)
+{
+    for (const std::string& folder : {m_folders.persistent, m_folders.memory}) {
+        std::filesystem::create_directories(folder);
+    }
+    // Locked as anybody could who may list the folder.
+    const FileDescriptor persistent(open(m_folders.persistent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const FileDescriptor memory(open(m_folders.memory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_EQ(flock(persistent.Get(), LOCK_EX | LOCK_NB), 0);
+    ASSERT_EQ(flock(memory.Get(), LOCK_EX | LOCK_NB), 0);
+    Store store(m_folders);
+    EXPECT_EQ(store.Set("db/key", 1), kOk);
+    EXPECT_EQ(store.Set("memory/key", 1), kOk);
+}
+
+} // namespace
+} // namespace settings
