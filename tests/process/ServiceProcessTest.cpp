@@ -11,8 +11,11 @@
 #include "support/Siblings.h"
 #include "support/TempDir.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -403,6 +406,55 @@ TEST_F(TheService, StartsOnDefaultsWithSettingsThatCannotBeRead)
     EXPECT_THAT(service.Output(), HasSubstr("fail to get vconfkey db/low-power-support/bt-disable[26]"));
     service.Send(SIGTERM);
     EXPECT_EQ(service.WaitForEnd(), Exited(1));
+}
+
+/// Holds all locks of both files, as nobody should, until it is killed.
+int HoldTheSettings(const settings::Folders& folders)
+{
+    for (const std::string& file : {folders.persistent + "/" + std::string(settings::kPersistentFile),
+                                    folders.memory + "/" + std::string(settings::kMemoryFile)}) {
+        for (const char* companion : {"", "-shm", "-lock"}) {
+            const int descriptor = ::open((file + companion).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+            struct flock all = {};
+            all.l_type = F_WRLCK;
+            if (::fcntl(descriptor, F_SETLK, &all) != 0 || ::flock(descriptor, LOCK_EX) != 0) {
+                return 1;
+            }
+        }
+    }
+    std::puts("held");
+    std::fflush(stdout);
+    for (;;) {
+        ::pause();
+    }
+}
+
+TEST_F(TheService, StartsLittleLaterWhoeverHoldsItsSettingsAndUsesThemOnceItCan)
+{
+    ChildProcess undisturbed(Service(Root()), ChildProcess::Start::WhenTold);
+    ChildProcess holder([this] { return HoldTheSettings(settings::FoldersUnder(Root())); },
+                        ChildProcess::Start::WhenTold);
+    ChildProcess service(Service(Root()), ChildProcess::Start::WhenTold);
+    support::KeyRouter router;
+    const auto start = [](ChildProcess& process) {
+        const auto begun = support::RealTime::Now();
+        process.Begins();
+        EXPECT_TRUE(process.WaitForOutput(kRuns));
+        return support::RealTime::Now() - begun;
+    };
+    const auto usual = start(undisturbed);
+    undisturbed.Send(SIGTERM);
+    EXPECT_EQ(undisturbed.WaitForEnd(), Exited(1));
+    holder.Begins();
+    ASSERT_TRUE(holder.WaitForOutput("held"));
+
+    EXPECT_LT(start(service) - usual, 1500ms);
+
+    ASSERT_TRUE(IsListening(service, router));
+    holder.Send(SIGKILL);
+    ASSERT_EQ(holder.WaitForEnd(), KilledBy(SIGKILL));
+    router.ReportsCombination(52);
+    EXPECT_TRUE(service.WaitForOutput(R"(vconf_set_bool("db/low-power-support/bt-disable", true) = 0)"));
 }
 
 TEST(TheServiceWithoutABus, StartsSaysSoAndStopsInOrder)
