@@ -1,5 +1,6 @@
 """How the demonstration ends when it is stopped, or cannot be told: with a clear line and status, and nothing left."""
 
+import fcntl
 import os
 import shutil
 import signal
@@ -30,13 +31,13 @@ class Endings(unittest.TestCase):
             self.demo.wait()
         shutil.rmtree(self.folder)
 
-    def begin(self, *command, **environment):
+    def begin(self, *command, stdout=None, **environment):
         with open(self.output, "w", encoding="utf-8") as output:
             self.demo = subprocess.Popen(
                 command,
                 stdin=subprocess.DEVNULL,
-                stdout=output,
-                stderr=subprocess.STDOUT,
+                stdout=stdout or output,
+                stderr=output,
                 start_new_session=True,
                 env={**os.environ, "TMPDIR": self.temporary, **environment},
             )
@@ -67,13 +68,14 @@ class Endings(unittest.TestCase):
         with open(f"/proc/{process}/comm", encoding="utf-8") as name:
             return name.read().strip()
 
-    def signals(self, kind):
-        """The bits of a line of the demonstration's status, such as "SigBlk:"."""
+    def pending_signals(self):
+        """Those of the whole process, a bit for each."""
         with open(f"/proc/{self.demo.pid}/status", encoding="ascii") as status:
-            return next(int(line.split()[1], 16) for line in status if line.startswith(kind))
+            return next(int(line.split()[1], 16) for line in status if line.startswith("ShdPnd:"))
 
-    def holds_signals(self):
-        return self.demo.poll() is not None or self.signals("SigBlk:") & (1 << (signal.SIGINT - 1))
+    def has_begun(self):
+        """From here on there is something to clear away."""
+        return self.demo.poll() is not None or os.listdir(self.temporary)
 
     def processes(self):
         """Those that were started with this test's folder for temporary files."""
@@ -115,7 +117,7 @@ class Endings(unittest.TestCase):
         service.remove(str(self.demo.pid))
         os.kill(int(service[0]), signal.SIGSTOP)
         self.demo.send_signal(signal.SIGTERM)
-        self.wait_until(lambda: not self.signals("ShdPnd:"), "does not take the signal in")
+        self.wait_until(lambda: not self.pending_signals(), "does not take the signal in")
         self.demo.send_signal(signal.SIGINT)
         self.ends(-signal.SIGINT, STOPPED.format("SIGINT"))
 
@@ -123,7 +125,7 @@ class Endings(unittest.TestCase):
         for delay in (0, 0.005, 0.01, 0.02, 0.05, 0.1):
             with self.subTest(delay=delay):
                 self.begin(DEMO)
-                self.wait_until(self.holds_signals, "never began")
+                self.wait_until(self.has_begun, "never began")
                 time.sleep(delay)
                 os.killpg(self.demo.pid, signal.SIGINT)
                 wasOver = self.demo.wait(DEADLINE) == 0
@@ -132,10 +134,14 @@ class Endings(unittest.TestCase):
     def testSigtermAndATerminalThatGoesAwayEndTheEvening(self):
         for stop in (signal.SIGTERM, signal.SIGHUP):
             with self.subTest(stop=stop):
-                self.begin(DEMO)
-                self.wait_until(self.holds_signals, "never began")
+                unread, full = os.pipe()  # the evening waits for somebody who reads
+                fcntl.fcntl(full, fcntl.F_SETPIPE_SZ, 4096)
+                self.begin(DEMO, stdout=full)
+                self.wait_until(self.has_begun, "never began")
                 self.demo.send_signal(stop)
                 self.ends(-stop, STOPPED.format(stop.name))
+                os.close(unread)
+                os.close(full)
 
     def testWithoutAMessageBusItSaysSo(self):
         self.begin(DEMO, PATH="/nonexistent")
