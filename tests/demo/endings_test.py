@@ -31,7 +31,7 @@ class Endings(unittest.TestCase):
             self.demo.wait()
         shutil.rmtree(self.folder)
 
-    def begin(self, *command, stdout=None, **environment):
+    def begin(self, *command, stdout=None, before=None, **environment):
         with open(self.output, "w", encoding="utf-8") as output:
             self.demo = subprocess.Popen(
                 command,
@@ -39,6 +39,7 @@ class Endings(unittest.TestCase):
                 stdout=stdout or output,
                 stderr=output,
                 start_new_session=True,
+                preexec_fn=before,
                 env={**os.environ, "TMPDIR": self.temporary, **environment},
             )
 
@@ -146,6 +147,14 @@ class Endings(unittest.TestCase):
     def testWithoutAMessageBusItSaysSo(self):
         self.begin(DEMO, PATH="/nonexistent")
         self.ends(3, "vyrel-demo: dbus-daemon did not start; is it installed?\n")
+
+    def testWhatFailsBecauseOfCtrlCIsNoFailure(self):
+        def is_interrupted_already():
+            signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGINT])
+            os.kill(os.getpid(), signal.SIGINT)
+
+        self.begin(DEMO, before=is_interrupted_already, PATH="/nonexistent")  # the bus daemon may get it, too
+        self.ends(-signal.SIGINT, STOPPED.format("SIGINT"))
 
     def testWithoutAPlaceForItsFoldersItSaysSo(self):
         self.begin(DEMO, TMPDIR="/nonexistent")
