@@ -185,10 +185,9 @@ void Remote::AwaitAnswers()
     if (m_identity || m_isStale || m_hasWaited || !m_isUp || !m_interview.IsRunning()) {
         return;
     }
+    m_hasWaited = true;
     if (const std::optional<Answers> answers = m_interview.Wait(kWaitMs)) {
         TakeAnswers(*answers);
-    } else {
-        m_hasWaited = true;
     }
 }
 

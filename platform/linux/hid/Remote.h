@@ -87,7 +87,7 @@ public:
         return m_isUp;
     }
 
-    // What it has said of itself. The first question may wait for the answer, for less than a second.
+    // What it has said of itself. The first question of a link may wait for the answer, for less than a second.
 
     [[nodiscard]] std::optional<Identity> WhatItIs();
     [[nodiscard]] std::optional<std::uint8_t> Battery();
@@ -141,7 +141,7 @@ private:
     bool m_isUp = false;
     bool m_isKnown = false;   ///< RemoteKnown() was told for this link
     bool m_isStale = false;   ///< the interview was begun for an earlier link
-    bool m_hasWaited = false; ///< somebody waited for the interview in vain
+    bool m_hasWaited = false; ///< somebody has waited for an interview of this link
     int m_asked = 0;          ///< interviews of this link
 
     std::shared_ptr<Channel> m_channel;
