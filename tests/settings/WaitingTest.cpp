@@ -68,10 +68,12 @@ protected:
         }
     }
 
-    // As many accesses as a start makes.
+    // As many accesses as a start makes, and five times as many where none of them should wait, which only those do
+    // that have the file open.
     static void UseLikeAStart(Store& store)
     {
-        for (int access = 0; access < 40; ++access) {
+        const int accesses = GetParam().before ? 200 : 40;
+        for (int access = 0; access < accesses; ++access) {
             const std::string key = (access % 2 == 0 ? "db/key" : "memory/key") + std::to_string(access / 2);
             int number = 0;
             store.GetInt(key.c_str(), &number);
