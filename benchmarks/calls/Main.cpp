@@ -10,10 +10,14 @@
 #include "GlibPointers.h"
 #include "calls.h"
 
+#include <gio/gio.h>
+
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <map>
 #include <stdexcept>
 #include <string>

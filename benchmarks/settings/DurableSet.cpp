@@ -1,12 +1,19 @@
 #include "Measurement.h"
 #include "settings/FileDescriptor.h"
 #include "settings/Store.h"
+#include "settings/Value.h"
 #include "support/TempDir.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
 #include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace bench {
 namespace {

@@ -5,9 +5,12 @@
 
 #include "Measurement.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <string>
+#include <vector>
 
 namespace {
 

@@ -1,6 +1,9 @@
 #include "Measurement.h"
 #include "settings/FileDescriptor.h"
+#include "settings/KeyNode.h"
+#include "settings/Locations.h"
 #include "settings/Store.h"
+#include "settings/Value.h"
 #include "support/Child.h"
 #include "support/TempDir.h"
 
@@ -11,9 +14,15 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace bench {
 namespace {

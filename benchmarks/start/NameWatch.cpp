@@ -1,5 +1,7 @@
 #include "NameWatch.h"
 
+#include <glib-object.h>
+
 #include <stdexcept>
 
 namespace bench {

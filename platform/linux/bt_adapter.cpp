@@ -1,11 +1,26 @@
+#include "Slot.h"
 #include "bluez/Address.h"
+#include "bluez/Advertiser.h"
+#include "bluez/Audio.h"
+#include "bluez/Broker.h"
+#include "bluez/Daemon.h"
 #include "bluez/DeviceInfo.h"
+#include "bluez/Headless.h"
+#include "bluez/Links.h"
+#include "bluez/Power.h"
 #include "bluez/Stack.h"
+#include "bluez/Tree.h"
+#include "bus/Remote.h"
 
 #include <bt_adapter.h>
+#include <bt_device.h>
 #include <bt_error.h>
 
+#include <algorithm>
 #include <cstring>
+#include <map>
+#include <set>
+#include <string>
 #include <vector>
 
 using bluez::Stack;

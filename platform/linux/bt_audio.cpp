@@ -1,4 +1,6 @@
 #include "NotSupported.h"
+#include "Slot.h"
+#include "bluez/Audio.h"
 #include "bluez/Stack.h"
 
 #include <bt_audio.h>
@@ -6,6 +8,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 using bluez::Stack;
 

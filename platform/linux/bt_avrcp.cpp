@@ -1,3 +1,5 @@
+#include "Slot.h"
+#include "bluez/Audio.h"
 #include "bluez/Stack.h"
 
 #include <bt_avrcp.h>

@@ -1,9 +1,17 @@
+#include "Slot.h"
 #include "bluez/Address.h"
+#include "bluez/Bonds.h"
+#include "bluez/Broker.h"
+#include "bluez/Links.h"
 #include "bluez/Modalias.h"
 #include "bluez/Stack.h"
+#include "bluez/Tree.h"
 
 #include <bt_device.h>
 #include <bt_error.h>
+
+#include <optional>
+#include <string>
 
 using bluez::Stack;
 

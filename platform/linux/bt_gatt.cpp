@@ -1,3 +1,5 @@
+#include "Slot.h"
+#include "bluez/Links.h"
 #include "bluez/Stack.h"
 
 #include <bt_gatt.h>

@@ -1,9 +1,15 @@
+#include "Slot.h"
+#include "bluez/Links.h"
 #include "bluez/Stack.h"
 #include "hid/Host.h"
+#include "hid/Protocol.h"
+#include "hid/Remote.h"
 
 #include <bt_error.h>
 #include <bt_hid.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <limits>
 
 using hid::Host;

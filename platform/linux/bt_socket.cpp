@@ -1,3 +1,4 @@
+#include "bluez/Profiles.h"
 #include "bluez/Stack.h"
 
 #include <bt_error.h>

@@ -1,6 +1,8 @@
 #include "NotSupported.h"
 #include "power/PowerManager.h"
 #include "power/Result.h"
+#include "power/Slot.h"
+#include "power/StateFile.h"
 
 #include <device_power.h>
 

@@ -1,11 +1,14 @@
 #include "kpi/Event.h"
 #include "kpi/EventFile.h"
+#include "log/Journal.h"
 
 #include <glib.h>
 
 #include <kpi_logger.h>
 
 #include <memory>
+#include <string>
+#include <utility>
 
 namespace {
 

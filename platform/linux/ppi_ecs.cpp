@@ -1,6 +1,7 @@
 #include "NotSupported.h"
 #include "sensor/Iio.h"
 #include "sensor/Proxy.h"
+#include "sensor/Reading.h"
 
 #include <ppi_ecs.h>
 

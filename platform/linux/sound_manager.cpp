@@ -4,6 +4,7 @@
 
 #include <sound_manager.h>
 
+#include <optional>
 #include <string>
 
 namespace {

@@ -1,3 +1,6 @@
+#include "settings/KeyNode.h"
+#include "settings/Locations.h"
+
 #include <platform_root.h>
 #include <settings/Vconf.h>
 #include <vconf.h>

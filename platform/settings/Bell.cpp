@@ -1,6 +1,7 @@
 #include "Bell.h"
 
 #include "Rights.h"
+#include "settings/FileDescriptor.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -5,6 +5,7 @@
 #include "FileDescriptor.h"
 
 #include <string>
+#include <utility>
 
 namespace settings {
 

@@ -1,8 +1,11 @@
 #include "Database.h"
 
+#include "FileDescriptor.h"
 #include "Forks.h"
 #include "Schema.h"
 #include "Waiting.h"
+#include "settings/Statement.h"
+#include "settings/Value.h"
 
 #include <glib.h>
 
@@ -15,9 +18,14 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <initializer_list>
 #include <memory>
 #include <system_error>
 #include <utility>
+#include <variant>
 
 namespace settings {
 namespace {

@@ -19,6 +19,8 @@
 #include "Statement.h"
 #include "Value.h"
 
+#include <sqlite3.h>
+
 #include <sys/types.h>
 
 #include <cstdint>

@@ -1,5 +1,7 @@
 #include "KeyNode.h"
 
+#include <variant>
+
 namespace settings {
 
 int KeyNodeInt(const keynode* node)

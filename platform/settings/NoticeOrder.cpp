@@ -1,5 +1,7 @@
 #include "NoticeOrder.h"
 
+#include "settings/Database.h"
+
 #include <utility>
 
 namespace settings {

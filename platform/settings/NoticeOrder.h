@@ -7,6 +7,7 @@
 #include "Database.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <optional>

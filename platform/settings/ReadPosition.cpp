@@ -1,10 +1,12 @@
 #include "ReadPosition.h"
 
 #include "Rights.h"
+#include "settings/FileDescriptor.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>

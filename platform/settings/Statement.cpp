@@ -1,8 +1,13 @@
 #include "Statement.h"
 
 #include "CheckedType.h"
+#include "settings/Value.h"
 
+#include <cstddef>
+#include <limits>
+#include <type_traits>
 #include <utility>
+#include <variant>
 
 namespace settings {
 Statement::~Statement()

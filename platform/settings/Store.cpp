@@ -1,9 +1,21 @@
 #include "Store.h"
 
+#include "settings/Bell.h"
+#include "settings/Database.h"
+#include "settings/KeyNode.h"
+#include "settings/Locations.h"
+#include "settings/ReadPosition.h"
+#include "settings/Value.h"
+#include "settings/Watches.h"
+
 #include <glib.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
+#include <initializer_list>
+#include <utility>
+#include <variant>
 
 namespace settings {
 namespace {

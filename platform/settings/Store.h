@@ -22,8 +22,10 @@
 #include "Locations.h"
 #include "Value.h"
 #include "Watches.h"
+#include "settings/NoticeOrder.h"
 
 #include <array>
+#include <cstddef>
 #include <list>
 #include <optional>
 #include <string>

@@ -1,6 +1,10 @@
 #include "Vconf.h"
 
+#include "settings/Store.h"
+#include "settings/Value.h"
+
 #include <cstring>
+#include <string>
 
 namespace settings {
 

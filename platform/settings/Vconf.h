@@ -5,6 +5,8 @@
 #pragma once
 
 #include "Store.h"
+#include "settings/KeyNode.h"
+#include "settings/Locations.h"
 
 namespace settings {
 

@@ -1,6 +1,12 @@
 #include "Watches.h"
 
 #include "Forks.h"
+#include "settings/Bell.h"
+#include "settings/Database.h"
+#include "settings/KeyNode.h"
+#include "settings/NoticeOrder.h"
+#include "settings/ReadPosition.h"
+#include "settings/Value.h"
 
 #include <glib-unix.h>
 
@@ -10,7 +16,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <deque>
 #include <system_error>
+#include <variant>
 
 namespace settings {
 namespace {

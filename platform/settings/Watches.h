@@ -15,17 +15,21 @@
 #include "KeyNode.h"
 #include "NoticeOrder.h"
 #include "ReadPosition.h"
+#include "settings/FileDescriptor.h"
 
 #include <glib.h>
 
 #include <sys/types.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace settings {

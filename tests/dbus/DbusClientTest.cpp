@@ -1,16 +1,23 @@
 #include "DbusClient/DbusClient.h"
 
 #include "GlibPointers.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
+#include "support/MainLoop.h"
 #include "support/MessageMatchers.h"
+#include "support/Peer.h"
 #include "support/PrivateBus.h"
 #include "support/RealTime.h"
 #include "support/Settle.h"
 #include "support/Siblings.h"
 
+#include <gio/gio.h>
+#include <gmock/gmock.h>
+
 #include <stdlib.h>
 
 #include <chrono>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>

@@ -3,14 +3,22 @@
 #include "DbusClient/Sibling.h"
 
 #include "DbusClient/DbusClient.h"
+#include "GlibPointers.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
+#include "support/Message.h"
 #include "support/MessageMatchers.h"
 #include "support/Peer.h"
 #include "support/PrivateBus.h"
 #include "support/RealTime.h"
 #include "support/Settle.h"
 
+#include <glib.h>
+#include <gmock/gmock.h>
+
 #include <chrono>
+#include <string>
+#include <vector>
 
 using namespace std::chrono_literals;
 using support::Settle;

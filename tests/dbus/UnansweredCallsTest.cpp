@@ -2,11 +2,17 @@
 
 #include "DbusClient/DbusClient.h"
 #include "DbusClient/Sibling.h"
+#include "GlibPointers.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
+#include "support/MainLoop.h"
 #include "support/MessageMatchers.h"
 #include "support/Peer.h"
 #include "support/PrivateBus.h"
 #include "support/Settle.h"
+
+#include <glib.h>
+#include <gmock/gmock.h>
 
 #include <string>
 

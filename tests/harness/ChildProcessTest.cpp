@@ -1,5 +1,7 @@
 #include "support/ChildProcess.h"
 
+#include "support/Child.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,8 +10,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
+#include <functional>
 #include <stdexcept>
+#include <string>
 
 namespace {
 

@@ -1,11 +1,22 @@
 #include "support/Peer.h"
 
+#include "GlibPointers.h"
 #include "SharedBus.h"
+#include "support/MainLoop.h"
+#include "support/Message.h"
 #include "support/MessageMatchers.h"
 #include "support/PrivateBus.h"
 
+#include <gio/gio.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace {
 

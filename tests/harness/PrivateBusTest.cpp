@@ -1,6 +1,7 @@
 #include "support/PrivateBus.h"
 
 #include "GlibPointers.h"
+#include "support/Child.h"
 #include "support/ChildProcess.h"
 #include "support/MainLoop.h"
 
@@ -17,8 +18,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 
 namespace {

@@ -1,14 +1,21 @@
 #include "support/Settle.h"
 
+#include "GlibPointers.h"
 #include "SharedBus.h"
+#include "support/MainLoop.h"
 #include "support/MessageMatchers.h"
 #include "support/Peer.h"
 #include "support/PrivateBus.h"
 #include "support/RealTime.h"
 
+#include <gio/gio.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
 
 namespace {
 

@@ -17,8 +17,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
+#include <cstdlib>
 #include <filesystem>
+#include <functional>
+#include <initializer_list>
 #include <iterator>
+#include <string>
+#include <string_view>
 #include <system_error>
 #include <vector>
 

@@ -1,18 +1,25 @@
 #include "support/Siblings.h"
 
 #include "GlibPointers.h"
+#include "support/Description.h"
 #include "support/MessageMatchers.h"
 #include "support/PrivateBus.h"
 #include "support/Settle.h"
 
+#include <gio/gio.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
+#include <memory>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace {
 

@@ -7,14 +7,17 @@
 #include <gtest/gtest.h>
 
 #include <signal.h>
+#include <string.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {

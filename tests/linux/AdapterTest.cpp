@@ -1,9 +1,28 @@
 #include "linux/BluezTest.h"
+#include "linux/FakeBluez.h"
+#include "linux/FakeKernel.h"
+#include "linux/PlatformLog.h"
 #include "linux/Root.h"
+#include "mgmt/Protocol.h"
+#include "support/MainLoop.h"
 
+#include <glib.h>
+#include <gmock/gmock.h>
+
+#include <bluez_dbus.h>
+#include <bt_adapter.h>
+#include <bt_device.h>
+#include <bt_error.h>
+#include <bt_product.h>
 #include <vconf.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace linux_test {
 namespace {

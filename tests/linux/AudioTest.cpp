@@ -1,6 +1,21 @@
 #include "linux/BluezTest.h"
+#include "linux/FakeBluez.h"
+#include "linux/PlatformLog.h"
 
+#include <glib.h>
+#include <gmock/gmock.h>
+
+#include <bluez_dbus.h>
+#include <bt_audio.h>
+#include <bt_error.h>
+#include <bt_product.h>
+#include <bt_socket.h>
+
+#include <chrono>
+#include <initializer_list>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace linux_test {
 namespace {

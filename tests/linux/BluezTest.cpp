@@ -1,6 +1,7 @@
 #include "linux/BluezTest.h"
 
 #include "bluez/Stack.h"
+#include "bluez/Tree.h"
 
 namespace linux_test {
 

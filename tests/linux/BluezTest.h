@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <bluez_dbus.h>
 #include <bt_adapter.h>
 #include <bt_audio.h>
 #include <bt_avrcp.h>
@@ -19,7 +20,9 @@
 #include <bt_socket.h>
 
 #include <chrono>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace linux_test {

@@ -1,8 +1,32 @@
+#include "bluez/Address.h"
 #include "bus/SystemBus.h"
 #include "linux/BluezTest.h"
+#include "linux/FakeBluez.h"
+#include "linux/FakeKernel.h"
+#include "linux/PlatformLog.h"
 #include "mgmt/Bytes.h"
+#include "mgmt/Protocol.h"
+#include "support/MainLoop.h"
 
+#include <gio/gio.h>
+#include <gmock/gmock.h>
+
+#include <bluez_dbus.h>
+#include <bt_adapter.h>
+#include <bt_device.h>
+#include <bt_error.h>
+#include <bt_gatt.h>
+#include <bt_product.h>
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <initializer_list>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace linux_test {
 namespace {

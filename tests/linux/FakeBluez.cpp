@@ -1,9 +1,14 @@
 #include "linux/FakeBluez.h"
 
+#include <glib-object.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <bluez_dbus.h>
+
 #include <algorithm>
+#include <cstddef>
+#include <memory>
 #include <stdexcept>
 #include <utility>
 

@@ -4,12 +4,14 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <stdexcept>
 
 namespace linux_test {

@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <span>
 #include <stdexcept>
+#include <utility>
 
 namespace linux_test {
 

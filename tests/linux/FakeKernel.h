@@ -1,8 +1,11 @@
 #pragma once
 
+#include "bluez/Address.h"
 #include "mgmt/Protocol.h"
 #include "mgmt/Sockets.h"
 #include "support/LoopThread.h"
+
+#include <glib.h>
 
 #include <cstdint>
 #include <map>

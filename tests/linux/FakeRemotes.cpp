@@ -10,7 +10,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
+#include <functional>
+#include <span>
 #include <stdexcept>
+#include <utility>
 
 namespace linux_test {
 

@@ -1,11 +1,16 @@
 #pragma once
 
 #include "bus/Handles.h"
+#include "hid/Protocol.h"
 #include "hid/Transport.h"
 
+#include <glib.h>
+
 #include <condition_variable>
+#include <cstdint>
 #include <list>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>

@@ -9,7 +9,11 @@
 #include <kpi_logger.h>
 #include <sys/stat.h>
 
+#include <cstddef>
 #include <filesystem>
+#include <initializer_list>
+#include <string>
+#include <vector>
 
 namespace {
 

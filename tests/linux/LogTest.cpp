@@ -8,7 +8,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <cstddef>
+#include <initializer_list>
 #include <string>
+#include <vector>
 
 namespace {
 

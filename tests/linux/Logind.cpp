@@ -10,6 +10,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <initializer_list>
 #include <stdexcept>
 #include <utility>
 

@@ -1,11 +1,31 @@
+#include "bus/Handles.h"
 #include "bus/Remote.h"
 #include "bus/SystemBus.h"
 #include "linux/BluezTest.h"
+#include "linux/FakeBluez.h"
+#include "linux/PlatformLog.h"
 #include "sim/VirtualClock.h"
+#include "support/MainLoop.h"
 #include "support/Peer.h"
+#include "support/PrivateBus.h"
 
+#include <gio/gio.h>
+#include <gmock/gmock.h>
+
+#include <bluez_dbus.h>
+#include <bt_adapter.h>
+#include <bt_device.h>
+#include <bt_error.h>
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <initializer_list>
 #include <memory>
 #include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace linux_test {
 namespace {

@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
+#include <functional>
 #include <mutex>
 
 namespace linux_test {

@@ -2,15 +2,19 @@
 
 #include "linux/Root.h"
 #include "linux/Stranger.h"
+#include "support/MainLoop.h"
 #include "support/PrivateBus.h"
 
+#include <glib.h>
 #include <gtest/gtest.h>
 
 #include <device_power.h>
 
+#include <cstddef>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <string>
 
 namespace {
 

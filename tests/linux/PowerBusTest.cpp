@@ -1,9 +1,26 @@
 // The power states as other programs reach them.
 
 #include "linux/FakeJournal.h"
+#include "linux/Logind.h"
+#include "linux/PlatformLog.h"
 #include "linux/PowerFixture.h"
 #include "linux/Stranger.h"
 #include "power/Wake.h"
+#include "sim/VirtualClock.h"
+#include "support/MainLoop.h"
+#include "support/PrivateBus.h"
+
+#include <glib.h>
+#include <gmock/gmock.h>
+
+#include <device_power.h>
+
+#include <array>
+#include <chrono>
+#include <deque>
+#include <initializer_list>
+#include <string>
+#include <vector>
 
 namespace {
 

@@ -1,10 +1,25 @@
+#include "linux/Logind.h"
+#include "linux/PlatformLog.h"
 #include "linux/PowerFixture.h"
+#include "linux/Root.h"
 #include "power/StateFile.h"
+#include "sim/VirtualClock.h"
+#include "support/MainLoop.h"
 
+#include <glib.h>
+#include <gmock/gmock.h>
+
+#include <device_power.h>
 #include <screen_manager.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <filesystem>
+#include <functional>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace {
 

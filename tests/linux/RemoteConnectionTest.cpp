@@ -1,11 +1,33 @@
 // Remotes come and go.
 
+#include "bluez/Modalias.h"
 #include "hid/HidId.h"
+#include "hid/Transport.h"
+#include "linux/BluezTest.h"
+#include "linux/FakeBluez.h"
+#include "linux/FakeRemotes.h"
+#include "linux/PlatformLog.h"
 #include "linux/RemotesTest.h"
 #include "linux/Root.h"
 #include "power/Wake.h"
+#include "support/MainLoop.h"
 
+#include <glib.h>
+#include <gmock/gmock.h>
+
+#include <bluez_dbus.h>
+#include <bt_error.h>
+#include <bt_hid.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
 #include <cstdlib>
+#include <deque>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace linux_test {
 namespace {

@@ -1,14 +1,38 @@
 // What a remote and the box say to each other.
 
+#include "hid/Protocol.h"
+#include "hid/Transport.h"
+#include "linux/FakeBluez.h"
+#include "linux/FakeKernel.h"
+#include "linux/FakeRemotes.h"
+#include "linux/PlatformLog.h"
 #include "linux/RemotesTest.h"
+#include "mgmt/Protocol.h"
 #include "sim/VirtualClock.h"
+#include "support/MainLoop.h"
 
+#include <glib.h>
+#include <gmock/gmock.h>
+
+#include <bluez_dbus.h>
 #include <bt_device.h>
+#include <bt_error.h>
+#include <bt_hid.h>
 #include <vconf.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <fstream>
+#include <functional>
+#include <initializer_list>
+#include <list>
 #include <optional>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace linux_test {
 namespace {

@@ -1,7 +1,18 @@
+#include "linux/Logind.h"
+#include "linux/PlatformLog.h"
 #include "linux/PowerFixture.h"
 #include "power/PowerManager.h"
+#include "support/MainLoop.h"
 
+#include <gmock/gmock.h>
+
+#include <device_power.h>
 #include <screen_manager.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
 
 namespace {
 

@@ -12,6 +12,8 @@
 
 #include <chrono>
 #include <cstring>
+#include <filesystem>
+#include <string>
 
 namespace {
 

@@ -5,6 +5,7 @@
 #include "support/Peer.h"
 #include "support/PrivateBus.h"
 
+#include <gio/gio.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -12,6 +13,7 @@
 #include <cstdlib>
 #include <memory>
 #include <optional>
+#include <string>
 
 namespace {
 

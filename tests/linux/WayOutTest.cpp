@@ -1,9 +1,23 @@
+#include "linux/Logind.h"
+#include "linux/PlatformLog.h"
 #include "linux/PowerFixture.h"
+#include "linux/Root.h"
 #include "power/PowerManager.h"
 #include "settings/Vconf.h"
+#include "sim/VirtualClock.h"
+#include "support/MainLoop.h"
 
+#include <glib.h>
+#include <gmock/gmock.h>
+
+#include <device_power.h>
 #include <screen_manager.h>
 #include <vconf.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
 
 namespace {
 

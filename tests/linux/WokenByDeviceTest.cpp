@@ -1,9 +1,20 @@
 // A Bluetooth device wakes the box: the kernel knows which, logind knows when.
 
 #include "linux/BluezTest.h"
+#include "linux/FakeBluez.h"
+#include "linux/FakeKernel.h"
 #include "linux/Logind.h"
+#include "mgmt/Protocol.h"
+#include "support/MainLoop.h"
 
+#include <gtest/gtest.h>
+
+#include <bluez_dbus.h>
 #include <device_power.h>
+
+#include <functional>
+#include <string>
+#include <vector>
 
 namespace {
 

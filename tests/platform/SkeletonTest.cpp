@@ -16,6 +16,9 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+#include <string>
+
 namespace {
 
 constexpr auto kAddress = "AA:BB:CC:DD:EE:FF";

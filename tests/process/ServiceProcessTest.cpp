@@ -1,15 +1,29 @@
 // The whole service, entry point and all, in a process of its own beside a bus and a store that others use too.
 
 #include "GlibPointers.h"
+#include "settings/Locations.h"
 #include "settings/Store.h"
+#include "settings/Value.h"
+#include "sim/Audio.h"
+#include "sim/Devices.h"
+#include "sim/Features.h"
+#include "sim/Power.h"
+#include "sim/Queue.h"
+#include "sim/Remotes.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
+#include "support/Child.h"
 #include "support/ChildProcess.h"
+#include "support/MainLoop.h"
 #include "support/MessageMatchers.h"
 #include "support/PrivateBus.h"
 #include "support/RealTime.h"
 #include "support/Settle.h"
 #include "support/Siblings.h"
 #include "support/TempDir.h"
+
+#include <gio/gio.h>
+#include <gmock/gmock.h>
 
 #include <fcntl.h>
 #include <signal.h>
@@ -22,7 +36,10 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <initializer_list>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 
 using namespace std::chrono_literals;
 using support::Call;

@@ -1,8 +1,16 @@
 // What comes when the handler is gone: timers that nobody keeps, and a watch that is never ended.
 
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "remotes/RemotesTest.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
 #include "sim/Timers.h"
 
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <initializer_list>
+#include <memory>
 #include <utility>
 
 using testing::ElementsAre;

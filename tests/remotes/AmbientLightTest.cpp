@@ -1,9 +1,19 @@
 // The light in the room: a sample an hour, eight samples an event.
 
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "remotes/RemotesTest.h"
+#include "sim/ColorSensor.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
 
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <ctime>
+#include <memory>
+#include <string>
 
 using testing::ElementsAre;
 using testing::IsEmpty;

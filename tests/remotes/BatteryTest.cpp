@@ -1,15 +1,29 @@
 // Battery reports and what they lead to.
 
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "remotes/RemotesTest.h"
+#include "sim/ColorSensor.h"
+#include "sim/Remotes.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
+
+#include <gmock/gmock.h>
 
 #include <bt_error.h>
+#include <bt_hid.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstddef>
 #include <filesystem>
+#include <initializer_list>
+#include <memory>
 #include <optional>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 using testing::ElementsAre;
 using testing::IsEmpty;

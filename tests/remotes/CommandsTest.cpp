@@ -1,8 +1,20 @@
 // Shop mode, reset, and the device information query.
 
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "remotes/RemotesTest.h"
+#include "sim/Remotes.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
+
+#include <gmock/gmock.h>
 
 #include <bt_error.h>
+
+#include <chrono>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <vector>
 
 using testing::Contains;
 using testing::Each;

@@ -1,9 +1,26 @@
 // The remotes come and go.
 
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "remotes/RemotesTest.h"
+#include "sim/Devices.h"
+#include "sim/Remotes.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
 #include "sim/Timers.h"
 
+#include <gmock/gmock.h>
+
+#include <bt_device.h>
 #include <bt_error.h>
+#include <bt_hid.h>
+
+#include <chrono>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
 using testing::Contains;
 using testing::ElementsAre;

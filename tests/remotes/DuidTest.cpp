@@ -1,8 +1,22 @@
 // The set's unique id.
 
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "remotes/RemotesTest.h"
+#include "sim/Remotes.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
+
+#include <gmock/gmock.h>
 
 #include <bt_error.h>
+
+#include <chrono>
+#include <cstddef>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <vector>
 
 using testing::Each;
 using testing::ElementsAre;

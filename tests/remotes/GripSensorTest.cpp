@@ -1,12 +1,27 @@
 // The grip sensor and the touch-IR monitor.
 
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "remotes/RemotesTest.h"
+#include "sim/ColorSensor.h"
+#include "sim/Features.h"
+#include "sim/Remotes.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
+
+#include <gmock/gmock.h>
 
 #include <bt_error.h>
+#include <bt_hid.h>
 
 #include <array>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -1,10 +1,24 @@
 // The IR key code, ten seconds after the remote has come.
 
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "remotes/RemotesTest.h"
+#include "sim/Features.h"
+#include "sim/Power.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
+
+#include <gmock/gmock.h>
 
 #include <bt_error.h>
+#include <device_power.h>
 
+#include <chrono>
+#include <initializer_list>
+#include <memory>
+#include <optional>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 using testing::Each;
 using testing::ElementsAre;

@@ -1,12 +1,33 @@
 // A month of a household, on virtual time.
 
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "remotes/RemotesTest.h"
+#include "sim/Adapter.h"
+#include "sim/ColorSensor.h"
+#include "sim/Features.h"
+#include "sim/Power.h"
+#include "sim/Remotes.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
 #include "sim/Timers.h"
 
+#include <gmock/gmock.h>
+
+#include <bt_device.h>
 #include <bt_error.h>
+#include <bt_hid.h>
+#include <stdlib.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <set>
 #include <string>
+#include <vector>
 
 using testing::ElementsAre;
 using testing::IsEmpty;

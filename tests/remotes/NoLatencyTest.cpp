@@ -1,8 +1,19 @@
 // The no-latency mode: the smart remote first, then the wheel.
 
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "remotes/RemotesTest.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
+
+#include <gmock/gmock.h>
 
 #include <bt_error.h>
+
+#include <chrono>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <vector>
 
 using testing::Each;
 using testing::ElementsAre;

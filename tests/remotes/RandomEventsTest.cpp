@@ -1,15 +1,32 @@
 // Events in any order, as a house full of people, weak links and other services makes them.
 
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "remotes/RemotesTest.h"
+#include "sim/ColorSensor.h"
+#include "sim/Features.h"
+#include "sim/Power.h"
+#include "sim/Remotes.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
 #include "sim/Timers.h"
 
+#include <gtest/gtest.h>
+
+#include <bt_device.h>
 #include <bt_error.h>
+#include <bt_hid.h>
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <cstddef>
 #include <functional>
 #include <iostream>
+#include <memory>
 #include <random>
+#include <string>
+#include <vector>
 
 using namespace std::chrono_literals;
 

@@ -1,8 +1,20 @@
 // Which remote is there, what it is, and why it was lost.
 
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "remotes/RemotesTest.h"
+#include "sim/Remotes.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
 
+#include <gmock/gmock.h>
+
+#include <bt_device.h>
 #include <bt_error.h>
+
+#include <initializer_list>
+#include <memory>
+#include <string>
 
 using testing::ElementsAre;
 using testing::IsEmpty;

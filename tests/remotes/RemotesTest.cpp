@@ -1,9 +1,18 @@
 #include "remotes/RemotesTest.h"
 
+#include "sim/Features.h"
+#include "sim/Remotes.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
+#include "support/MainLoop.h"
+#include "support/Message.h"
 #include "support/Settle.h"
+
+#include <bt_hid.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <functional>
 
 RemotesTest::RemotesTest()
 {

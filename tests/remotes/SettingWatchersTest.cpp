@@ -1,11 +1,22 @@
 // Settings that others write and the remotes hear of.
 
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "remotes/RemotesTest.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
+
+#include <gmock/gmock.h>
 
 #include <bt_error.h>
 #include <vconf.h>
 
+#include <chrono>
+#include <initializer_list>
 #include <map>
+#include <memory>
+#include <string>
+#include <vector>
 
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -1,10 +1,24 @@
 // The sun and the grip: what charging tells, and the usage event of both.
 
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
 #include "remotes/RemotesTest.h"
+#include "sim/ColorSensor.h"
+#include "sim/Remotes.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
+
+#include <gmock/gmock.h>
 
 #include <bt_error.h>
+#include <bt_hid.h>
 
+#include <initializer_list>
 #include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
 using testing::ElementsAre;
 using testing::IsEmpty;

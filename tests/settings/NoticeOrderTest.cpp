@@ -2,11 +2,21 @@
 
 #include "settings/NoticeOrder.h"
 
+#include "settings/Database.h"
+#include "settings/Value.h"
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
 #include <ostream>
 #include <sstream>
 #include <string>
+#include <variant>
 #include <vector>
 
 namespace settings {

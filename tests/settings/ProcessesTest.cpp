@@ -1,16 +1,33 @@
 // Several processes at once on one store, and processes that die.
 
 #include "StoreFixture.h"
+#include "settings/Database.h"
+#include "settings/KeyNode.h"
+#include "settings/Locations.h"
 #include "settings/ReadPosition.h"
+#include "settings/Store.h"
+#include "settings/Value.h"
 #include "support/Child.h"
+
+#include <gtest/gtest.h>
 
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <initializer_list>
 #include <map>
+#include <memory>
 #include <random>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
 
 namespace settings {
 namespace {

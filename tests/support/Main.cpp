@@ -8,6 +8,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <string>
+
 int main(int argc, char** argv)
 {
     ::testing::InitGoogleMock(&argc, argv);

@@ -1,5 +1,7 @@
 #include "support/MessageMatchers.h"
 
+#include <gmock/gmock.h>
+
 namespace support {
 
 namespace {

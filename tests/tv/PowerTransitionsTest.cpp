@@ -1,12 +1,37 @@
 // What each change of the power state does, and the subscriptions through which it is heard.
 
+#include "SmartRcEventHandler/SmartRcEventHandler.h"
+#include "TvStatusEventHandler/TvStatusEventHandler.h"
+#include "sim/Adapter.h"
+#include "sim/Features.h"
+#include "sim/Power.h"
+#include "sim/Settings.h"
+#include "sim/Slot.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
+#include "sim/VirtualClock.h"
+#include "support/Message.h"
 #include "support/MessageMatchers.h"
+#include "support/Settle.h"
+#include "support/Siblings.h"
 #include "tv/PowerFixture.h"
 
+#include <gmock/gmock.h>
+
+#include <bt_adapter.h>
 #include <device_power.h>
 
+#include <algorithm>
 #include <array>
+#include <chrono>
+#include <functional>
+#include <initializer_list>
+#include <iterator>
 #include <limits>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 using namespace std::chrono_literals;
 using ::testing::Contains;

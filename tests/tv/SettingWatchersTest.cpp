@@ -2,12 +2,18 @@
 
 #include "DbusClient/DbusClient.h"
 #include "VconfChangedHandler/VconfChangedHandler.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
 #include "support/MainLoop.h"
+#include "support/Message.h"
 #include "support/MessageMatchers.h"
 #include "support/PrivateBus.h"
 #include "support/Settle.h"
 #include "support/Siblings.h"
+
+#include <glib.h>
+#include <gmock/gmock.h>
 
 #include <vconf.h>
 

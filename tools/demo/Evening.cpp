@@ -1,9 +1,26 @@
 #include "Evening.h"
 
+#include "demo/Narrator.h"
+#include "demo/Stage.h"
+#include "sim/Adapter.h"
+#include "sim/Audio.h"
+#include "sim/Devices.h"
+#include "sim/Features.h"
+#include "sim/Power.h"
+#include "sim/Remotes.h"
+#include "sim/Settings.h"
+#include "sim/Television.h"
+#include "support/Siblings.h"
+
+#include <glib.h>
+
 #include <device_power.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <initializer_list>
+#include <string>
 
 namespace demo {
 

@@ -1,15 +1,24 @@
 #include "Life.h"
 
 #include "StopSignals.h"
+#include "demo/Narrator.h"
+#include "demo/Stage.h"
+#include "sim/Queue.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
+#include "sim/VirtualClock.h"
 #include "support/Child.h"
 #include "support/Findings.h"
 
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <optional>
+#include <vector>
 
 extern "C" int service_main();
 

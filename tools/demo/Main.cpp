@@ -7,13 +7,17 @@
 #include "support/RealTime.h"
 #include "support/TempDir.h"
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <optional>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 
 namespace {
 

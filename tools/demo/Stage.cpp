@@ -1,6 +1,8 @@
 #include "Stage.h"
 
 #include "GlibPointers.h"
+#include "demo/Narrator.h"
+#include "sim/Tape.h"
 #include "support/MainLoop.h"
 #include "support/RealTime.h"
 #include "support/Settle.h"

@@ -1,6 +1,8 @@
 #include "Words.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <functional>
 #include <string_view>
 #include <utility>
 

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <set>
 #include <system_error>
 #include <utility>

@@ -2,6 +2,8 @@
 
 #include "GlibPointers.h"
 
+#include <glib.h>
+
 #include <fstream>
 #include <optional>
 #include <sstream>

@@ -1,6 +1,7 @@
 #include "support/Peer.h"
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <utility>

@@ -7,9 +7,11 @@
 
 #include <gio/gio.h>
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>

@@ -1,8 +1,15 @@
 #include "support/Settle.h"
 
+#include "GlibPointers.h"
 #include "support/Findings.h"
 #include "support/MainLoop.h"
 #include "support/Peer.h"
+
+#include <gio/gio.h>
+
+#include <cstddef>
+#include <memory>
+#include <vector>
 
 namespace support {
 

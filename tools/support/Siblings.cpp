@@ -1,8 +1,13 @@
 #include "support/Siblings.h"
 
+#include "support/Description.h"
 #include "support/Findings.h"
+#include "support/Message.h"
+
+#include <glib.h>
 
 #include <memory>
+#include <vector>
 
 namespace support {
 

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <initializer_list>
 #include <string>
 #include <system_error>
 

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
+#include <iterator>
 
 namespace bluez {
 

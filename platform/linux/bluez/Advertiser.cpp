@@ -2,15 +2,22 @@
 
 #include "Log.h"
 #include "NotSupported.h"
+#include "bluez/Daemon.h"
 #include "bluez/Proxy.h"
 #include "bluez/Result.h"
 #include "bluez/Stack.h"
+#include "bus/Remote.h"
 #include "hci/Controller.h"
 
+#include <gio/gio.h>
+
+#include <bluez_dbus.h>
 #include <bt_error.h>
 
 #include <algorithm>
 #include <cstddef>
+#include <memory>
+#include <string>
 
 namespace bluez {
 

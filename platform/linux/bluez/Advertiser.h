@@ -6,6 +6,8 @@
 #include "bus/Handles.h"
 #include "loop/Timer.h"
 
+#include <glib.h>
+
 #include <cstdint>
 #include <vector>
 

@@ -2,15 +2,28 @@
 
 #include "Log.h"
 #include "bluez/Address.h"
+#include "bluez/Daemon.h"
 #include "bluez/Proxy.h"
 #include "bluez/Result.h"
 #include "bluez/Stack.h"
+#include "bus/Handles.h"
+#include "bus/Remote.h"
 #include "power/Wake.h"
 
+#include <gio/gio.h>
+
+#include <bluez_dbus.h>
+#include <bt_audio.h>
+#include <bt_avrcp.h>
 #include <bt_error.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <optional>
 #include <string_view>
 #include <vector>
 

@@ -2,15 +2,26 @@
 
 #include "Log.h"
 #include "bluez/Address.h"
+#include "bluez/Broker.h"
+#include "bluez/Daemon.h"
 #include "bluez/DeviceInfo.h"
 #include "bluez/Proxy.h"
 #include "bluez/Result.h"
 #include "bluez/Stack.h"
+#include "bus/Handles.h"
+#include "bus/Remote.h"
+#include "mgmt/Protocol.h"
 
+#include <gio/gio.h>
+
+#include <bluez_dbus.h>
 #include <bt_error.h>
 
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 

@@ -4,6 +4,7 @@
 #include "bluez/Tree.h"
 #include "bus/Deadline.h"
 #include "loop/Timer.h"
+#include "mgmt/Bytes.h"
 #include "mgmt/Client.h"
 
 #include <bt_device.h>

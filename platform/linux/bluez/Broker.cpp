@@ -2,17 +2,30 @@
 
 #include "Log.h"
 #include "bluez/Address.h"
+#include "bluez/Daemon.h"
 #include "bluez/Proxy.h"
 #include "bluez/Stack.h"
+#include "bluez/Tree.h"
+#include "bus/Remote.h"
+#include "bus/SystemBus.h"
 
+#include <glib-object.h>
+
+#include <bluez_dbus.h>
+#include <bt_adapter.h>
+#include <bt_device.h>
 #include <bt_error.h>
+#include <vantor_dbus.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <functional>
+#include <iterator>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 namespace bluez {

@@ -6,6 +6,8 @@
 #include "loop/Timer.h"
 #include "vantor_dbus.h"
 
+#include <gio/gio.h>
+
 #include <bt_adapter.h>
 #include <bt_device.h>
 

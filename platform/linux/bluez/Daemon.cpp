@@ -1,6 +1,11 @@
 #include "bluez/Daemon.h"
 
 #include "Log.h"
+#include "bus/Deadline.h"
+#include "bus/Handles.h"
+
+#include <memory>
+#include <string_view>
 
 namespace bluez {
 

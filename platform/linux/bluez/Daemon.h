@@ -5,6 +5,8 @@
 #include "bus/SystemBus.h"
 #include "loop/Timer.h"
 
+#include <gio/gio.h>
+
 #include <functional>
 #include <string>
 #include <string_view>

@@ -1,7 +1,12 @@
 #include "bluez/DeviceInfo.h"
 
+#include <bt_device.h>
+
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 namespace bluez {
 

@@ -1,13 +1,24 @@
 #include "bluez/Headless.h"
 
 #include "bluez/Address.h"
+#include "bluez/Bonds.h"
+#include "bluez/Daemon.h"
+#include "bluez/Power.h"
 #include "bluez/Stack.h"
+#include "bluez/Tree.h"
+#include "bus/Deadline.h"
+#include "bus/Handles.h"
+#include "bus/Remote.h"
+
+#include <glib.h>
 
 #include <bt_error.h>
 #include <vconf.h>
 
 #include <cstdlib>
+#include <map>
 #include <memory>
+#include <optional>
 #include <sstream>
 
 namespace bluez {

@@ -4,10 +4,16 @@
 #include "bluez/Address.h"
 #include "bluez/Result.h"
 #include "bluez/Stack.h"
+#include "bus/Deadline.h"
 #include "hci/Controller.h"
+#include "mgmt/Client.h"
+#include "mgmt/Protocol.h"
 
+#include <bt_device.h>
 #include <bt_error.h>
 
+#include <algorithm>
+#include <optional>
 #include <vector>
 
 namespace bluez {

@@ -2,6 +2,7 @@
 
 #include "Slot.h"
 #include "bluez/Tree.h"
+#include "mgmt/Bytes.h"
 #include "mgmt/Client.h"
 
 #include <bt_adapter.h>

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cstddef>
+#include <system_error>
 
 namespace bluez {
 

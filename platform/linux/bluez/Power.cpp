@@ -2,19 +2,33 @@
 
 #include "Log.h"
 #include "NotSupported.h"
+#include "bluez/Bonds.h"
+#include "bluez/Daemon.h"
+#include "bluez/Headless.h"
 #include "bluez/Result.h"
 #include "bluez/Stack.h"
+#include "bus/Handles.h"
+#include "bus/Remote.h"
 #include "files/Root.h"
 #include "hci/Controller.h"
+#include "mgmt/Bytes.h"
+#include "mgmt/Client.h"
+#include "mgmt/Protocol.h"
 #include "power/Wake.h"
+#include "settings/FileDescriptor.h"
 
+#include <glib.h>
+
+#include <bt_adapter.h>
 #include <bt_error.h>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
+#include <span>
 #include <vector>
 
 namespace bluez {

@@ -1,16 +1,23 @@
 #include "bluez/Profiles.h"
 
 #include "Log.h"
+#include "bluez/Daemon.h"
 #include "bluez/Proxy.h"
 #include "bluez/Result.h"
 #include "bluez/Stack.h"
+#include "bus/Remote.h"
+#include "bus/SystemBus.h"
 
 #include <gio/gunixfdlist.h>
 
+#include <bluez_dbus.h>
 #include <bt_error.h>
 
 #include <algorithm>
+#include <functional>
+#include <memory>
 #include <string_view>
+#include <utility>
 
 namespace bluez {
 

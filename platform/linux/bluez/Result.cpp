@@ -2,6 +2,8 @@
 
 #include "bus/Handles.h"
 
+#include <gio/gio.h>
+
 #include <bt_error.h>
 
 #include <array>

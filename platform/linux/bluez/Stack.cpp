@@ -2,12 +2,17 @@
 
 #include "Log.h"
 #include "bluez/Address.h"
+#include "bus/Handles.h"
+#include "bus/SystemBus.h"
+#include "mgmt/Bytes.h"
 #include "power/PowerManager.h"
 
 #include <vconf.h>
 
 #include <cstdlib>
+#include <map>
 #include <memory>
+#include <optional>
 
 namespace bluez {
 

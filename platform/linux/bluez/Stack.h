@@ -11,10 +11,16 @@
 #include "bluez/Profiles.h"
 #include "bluez/Tree.h"
 #include "mgmt/Client.h"
+#include "mgmt/Protocol.h"
 
+#include <gio/gio.h>
+
+#include <cstdint>
 #include <functional>
 #include <set>
+#include <span>
 #include <string>
+#include <string_view>
 
 namespace bluez {
 

@@ -1,10 +1,14 @@
 #include "bluez/Tree.h"
 
 #include "bluez/Address.h"
+#include "bus/Handles.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstddef>
+#include <memory>
+#include <system_error>
 #include <utility>
 
 namespace bluez {

@@ -2,7 +2,10 @@
 
 #include "bus/Handles.h"
 
+#include <glib.h>
+
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>

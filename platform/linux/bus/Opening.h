@@ -2,6 +2,10 @@
 
 #include "bus/Handles.h"
 
+#include <gio/gio.h>
+
+#include <memory>
+
 namespace bus {
 
 /// A connection to the system bus that is being made. GLib's own way blocks for as long as the bus likes; this one can

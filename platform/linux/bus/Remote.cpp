@@ -1,6 +1,7 @@
 #include "bus/Remote.h"
 
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 namespace bus {

@@ -4,6 +4,8 @@
 #include "bus/Deadline.h"
 #include "bus/Handles.h"
 
+#include <gio/gio.h>
+
 #include <functional>
 #include <string>
 

@@ -3,6 +3,8 @@
 #include "Log.h"
 
 #include <algorithm>
+#include <functional>
+#include <utility>
 
 namespace bus {
 

@@ -3,6 +3,8 @@
 #include "bus/Handles.h"
 #include "bus/Opening.h"
 
+#include <gio/gio.h>
+
 #include <memory>
 #include <string>
 #include <vector>

@@ -2,6 +2,8 @@
 
 #include "features/KeyFilePtr.h"
 
+#include <glib.h>
+
 #include <optional>
 #include <string>
 

@@ -6,6 +6,7 @@
 #include <glib.h>
 
 #include <array>
+#include <cstddef>
 
 namespace features {
 

@@ -2,6 +2,7 @@
 
 #include "mgmt/Bytes.h"
 #include "mgmt/Sockets.h"
+#include "settings/FileDescriptor.h"
 
 #include <poll.h>
 #include <sys/socket.h>

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <string>
+#include <system_error>
+#include <utility>
 
 namespace hid {
 

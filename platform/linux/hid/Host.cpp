@@ -5,16 +5,22 @@
 #include "bluez/Address.h"
 #include "bluez/DeviceInfo.h"
 #include "bluez/Stack.h"
+#include "bus/Handles.h"
 #include "features/KeyFiles.h"
 #include "hid/HidId.h"
 #include "power/Wake.h"
 
 #include <bt_error.h>
+#include <bt_hid.h>
 #include <vconf.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <utility>
 
 namespace hid {
 

@@ -3,11 +3,16 @@
 #include "Slot.h"
 #include "bluez/Modalias.h"
 #include "bluez/Tree.h"
+#include "hid/Protocol.h"
 #include "hid/Remote.h"
+#include "hid/Transport.h"
 #include "loop/Queue.h"
+
+#include <glib.h>
 
 #include <bt_hid.h>
 
+#include <cstdint>
 #include <list>
 #include <string>
 #include <vector>

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace hid {
 

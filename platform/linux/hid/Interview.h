@@ -1,7 +1,10 @@
 #pragma once
 
 #include "bus/Handles.h"
+#include "hid/Protocol.h"
 #include "hid/Transport.h"
+
+#include <glib.h>
 
 #include <condition_variable>
 #include <functional>

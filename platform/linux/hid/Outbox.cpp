@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstring>
 #include <iterator>
+#include <span>
+#include <utility>
 
 namespace hid {
 

@@ -3,9 +3,14 @@
 #include "hid/Protocol.h"
 #include "loop/Timer.h"
 
+#include <glib.h>
+
+#include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace hid {
 

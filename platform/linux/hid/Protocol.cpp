@@ -3,6 +3,7 @@
 #include "mgmt/Bytes.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace hid {
 

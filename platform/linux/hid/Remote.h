@@ -1,16 +1,24 @@
 #pragma once
 
+#include "bus/Handles.h"
 #include "hid/Interview.h"
 #include "hid/Outbox.h"
+#include "hid/Protocol.h"
 #include "hid/Throttle.h"
 #include "hid/Transport.h"
+#include "loop/Timer.h"
+
+#include <glib.h>
 
 #include <array>
+#include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace hid {
 

@@ -2,10 +2,12 @@
 
 #include "Log.h"
 #include "bluez/Address.h"
+#include "bluez/Modalias.h"
 #include "bus/Handles.h"
 #include "files/Root.h"
 #include "files/SmallFile.h"
 #include "hid/HidId.h"
+#include "hid/Protocol.h"
 #include "hid/Transport.h"
 
 #include <glib-unix.h>
@@ -15,11 +17,21 @@
 #include <linux/hidraw.h>
 #include <settings/FileDescriptor.h>
 #include <sys/ioctl.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace hid {
 

@@ -1,15 +1,19 @@
 #include "mgmt/Client.h"
 
 #include "Log.h"
+#include "mgmt/Bytes.h"
 #include "mgmt/Sockets.h"
+#include "settings/FileDescriptor.h"
 
 #include <glib-unix.h>
 
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <utility>
 
 namespace mgmt {

@@ -5,6 +5,8 @@
 #include "mgmt/Bytes.h"
 #include "mgmt/Protocol.h"
 
+#include <glib.h>
+
 #include <settings/FileDescriptor.h>
 
 #include <cstdint>
@@ -13,6 +15,7 @@
 #include <list>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace mgmt {

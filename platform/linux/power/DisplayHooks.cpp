@@ -7,6 +7,7 @@
 
 #include <signal.h>
 #include <sys/syscall.h>
+#include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
 

@@ -2,7 +2,10 @@
 
 #include "loop/Timer.h"
 
+#include <glib.h>
+
 #include <array>
+#include <cstddef>
 #include <functional>
 #include <utility>
 

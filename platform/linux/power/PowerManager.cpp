@@ -4,7 +4,10 @@
 #include "power/Wake.h"
 #include "sound/Server.h"
 
+#include <device_power.h>
+
 #include <climits>
+#include <functional>
 
 namespace power {
 

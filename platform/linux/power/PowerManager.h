@@ -10,6 +10,8 @@
 #include "power/Slot.h"
 #include "power/StateFile.h"
 
+#include <gio/gio.h>
+
 #include <device_power.h>
 
 #include <optional>

@@ -3,7 +3,16 @@
 #include "Log.h"
 #include "bus/SystemBus.h"
 #include "power/PowerManager.h"
+#include "power/StateFile.h"
 #include "power/Wake.h"
+
+#include <glib-object.h>
+
+#include <device_power.h>
+
+#include <array>
+#include <deque>
+#include <string>
 
 namespace power {
 

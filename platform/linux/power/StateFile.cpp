@@ -13,6 +13,8 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstddef>
+#include <string>
 
 namespace power {
 

@@ -1,11 +1,19 @@
 // The way out of being awake, and the way back.
 
 #include "Log.h"
+#include "loop/Queue.h"
+#include "loop/Timer.h"
+#include "power/Locks.h"
+#include "power/Login.h"
 #include "power/PowerManager.h"
+#include "power/Slot.h"
+#include "power/StateFile.h"
 #include "power/Wake.h"
 
+#include <device_power.h>
 #include <vconf.h>
 
+#include <optional>
 #include <utility>
 
 namespace power {

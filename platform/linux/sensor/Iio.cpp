@@ -9,7 +9,11 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 namespace sensor {

@@ -3,6 +3,7 @@
 #include "Log.h"
 
 #include <string_view>
+#include <utility>
 
 namespace sensor {
 

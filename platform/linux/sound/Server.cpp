@@ -4,7 +4,10 @@
 #include "features/KeyFiles.h"
 #include "sound/Library.h"
 
+#include <pulse/def.h>
+
 #include <algorithm>
+#include <optional>
 
 namespace sound {
 
