@@ -1,19 +1,12 @@
 // Lets only so many processes be started, and no signal leave that is not for one process.
 
-#include <sys/types.h>
+#include "support/WrappedProcessCalls.h"
 
 #include <cerrno>
 #include <cstdlib>
 
 // NOLINTBEGIN(bugprone-reserved-identifier): these names are the linker's
 extern "C" {
-pid_t __real_fork();
-pid_t __wrap_fork();
-int __real_kill(pid_t pid, int signal);
-int __wrap_kill(pid_t pid, int signal);
-pid_t __real_waitpid(pid_t pid, int* status, int options);
-pid_t __wrap_waitpid(pid_t pid, int* status, int options);
-
 pid_t __wrap_fork()
 {
     const char* given = std::getenv("FORKS_LEFT");

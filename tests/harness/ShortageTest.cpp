@@ -6,12 +6,12 @@
 #include "support/ChildProcess.h"
 #include "support/PrivateBus.h"
 #include "support/TempDir.h"
+#include "support/WrappedProcessCalls.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <signal.h>
-#include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -51,12 +51,6 @@ bool Fails(int& left, int error)
 
 // NOLINTBEGIN(bugprone-reserved-identifier): these names are the linker's
 extern "C" {
-pid_t __real_fork();
-pid_t __wrap_fork();
-int __real_kill(pid_t pid, int signal);
-int __wrap_kill(pid_t pid, int signal);
-pid_t __real_waitpid(pid_t pid, int* status, int options);
-pid_t __wrap_waitpid(pid_t pid, int* status, int options);
 int __real_pipe2(int* ends, int flags);
 int __wrap_pipe2(int* ends, int flags);
 char* __real_mkdtemp(char* pattern);
