@@ -35,6 +35,12 @@ public:
         return m_daemon.Pid();
     }
 
+    /// Has the daemon hang with SIGSTOP, or go on with SIGCONT; does nothing once it has died.
+    void Send(int signal) const
+    {
+        m_daemon.Send(signal);
+    }
+
     /// The bus goes away in the middle of it all, with all connections. Once more does nothing.
     void Dies();
 
