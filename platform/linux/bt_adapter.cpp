@@ -102,7 +102,7 @@ int bt_adapter_foreach_headless_device_info(bt_adapter_headless_device_info_cb c
         return BT_ERROR_INVALID_PARAMETER;
     }
     for (std::string address : Stack::Shared().headless.Addresses()) {
-        bt_adapter_headless_dev_info_s info{address.data()};
+        bt_adapter_headless_dev_info_s info = {.address = address.data()};
         if (!callback(&info, user_data)) {
             break;
         }

@@ -263,7 +263,11 @@ Transport*& Named()
 Transport& TheTransport()
 {
     static KernelTransport kernel;
-    return Named() != nullptr ? *Named() : kernel;
+    Transport* const named = Named();
+    if (named != nullptr) {
+        return *named;
+    }
+    return kernel;
 }
 
 void UseTransport(Transport* transport)
