@@ -133,8 +133,10 @@ TEST_F(FormatTest, ProcessesThatFindAnOldFileAtOnceTakeItOverOnce)
         MakeFirstVersion();
         int start[2];
         ASSERT_EQ(pipe(start), 0);
+        constexpr int kProcesses = 6;
         std::vector<Child> processes;
-        for (int process = 0; process < 6; ++process) {
+        processes.reserve(kProcesses);
+        for (int process = 0; process < kProcesses; ++process) {
             processes.push_back(Child::Fork([&, process] {
                 close(start[1]);
                 char go = 0;
@@ -163,12 +165,13 @@ TEST_F(FormatTest, ProcessesThatFindAnOldFileAtOnceTakeItOverOnce)
 TEST_F(FormatTest, ATakingOverThatFailsLeavesTheOldFile)
 {
     MakeFirstVersion();
+    Run("WITH RECURSIVE number(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM number WHERE n < 300)"
+        " INSERT INTO change(moment, key, type, value) SELECT 10, 'db/many' || n, 2, printf('%0200d', n) FROM number");
     rlimit before{};
     getrlimit(RLIMIT_FSIZE, &before);
     const auto previous = std::signal(SIGXFSZ, SIG_IGN);
-    // Room for messages and the index, but not for the log that the change goes through.
-    std::ofstream(PersistentFile() + "-wal", std::ios::binary | std::ios::trunc);
-    const rlimit small{2048, before.rlim_max};
+    // Room for the index, and for a part of the log that all rows go through.
+    const rlimit small{48 * 1024, before.rlim_max};
     Store store(m_folders);
     int number = 0;
     CaptureStderr();

@@ -15,7 +15,6 @@ namespace {
 using support::Child;
 using support::Exited;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::internal::CaptureStderr;
 using ::testing::internal::GetCapturedStderr;
 

@@ -22,7 +22,6 @@ namespace {
 
 using support::Child;
 using support::Exited;
-using ::testing::HasSubstr;
 using ::testing::internal::CaptureStderr;
 using ::testing::internal::GetCapturedStderr;
 

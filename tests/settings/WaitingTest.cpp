@@ -16,7 +16,6 @@ namespace {
 
 using support::ChildProcess;
 using ::testing::HasSubstr;
-using ::testing::Not;
 using ::testing::internal::CaptureStderr;
 using ::testing::internal::GetCapturedStderr;
 using Clock = std::chrono::steady_clock;
