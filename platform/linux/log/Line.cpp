@@ -9,9 +9,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
-#include <new>
 #include <string_view>
 
 namespace journal {
@@ -57,6 +58,19 @@ int WriteText(int priority, std::string_view tag, std::string_view text)
     return isWritten ? static_cast<int>(text.size()) : -1;
 }
 
+/// For a line that is longer than usual; -1 when there is no memory for it.
+[[gnu::format(printf, 3, 0)]] int WriteRareText(int priority, std::string_view tag, const char* format,
+                                                va_list arguments)
+{
+    char* text = nullptr;
+    const int length = ::vasprintf(&text, format, arguments);
+    if (length < 0) {
+        return -1;
+    }
+    const std::unique_ptr<char, decltype(&std::free)> owner(text, &std::free);
+    return WriteText(priority, tag, {text, static_cast<std::size_t>(length)});
+}
+
 } // namespace
 
 int WriteLine(int priority, const char* tag, const char* format, va_list arguments)
@@ -72,11 +86,7 @@ int WriteLine(int priority, const char* tag, const char* format, va_list argumen
     if (length >= 0 && static_cast<std::size_t>(length) < usual.size()) {
         result = WriteText(priority, tag, {usual.data(), static_cast<std::size_t>(length)});
     } else if (length >= 0) {
-        const std::size_t room = static_cast<std::size_t>(length) + 1;
-        const std::unique_ptr<char[]> rare(new (std::nothrow) char[room]);
-        if (rare && std::vsnprintf(rare.get(), room, format, again) == length) {
-            result = WriteText(priority, tag, {rare.get(), static_cast<std::size_t>(length)});
-        }
+        result = WriteRareText(priority, tag, format, again);
     }
     va_end(again);
     return result;
