@@ -181,13 +181,15 @@ class Endings(unittest.TestCase):
     def testACheckoutThatCannotBeWrittenIsToldOf(self):
         checkout = os.path.join(self.folder, "checkout")
         os.makedirs(os.path.join(checkout, "tools"))
-        shutil.copy(os.path.join(CHECKOUT, "run"), checkout)
         shutil.copy("/bin/true", os.path.join(checkout, "tools", "setup.sh"))
         with open(os.path.join(checkout, "build"), "w", encoding="ascii"):
             pass  # a file in the way: root may write everywhere
-        self.begin(os.path.join(checkout, "run"))
-        self.ends(3, f"run: cannot build in {checkout}/build: copy the checkout to where you may write")
-        self.assertEqual(len(self.text().splitlines()), 1)
+        for command, status in (("run", 3), ("test", 3), ("bench", 2)):
+            with self.subTest(command):
+                shutil.copy(os.path.join(CHECKOUT, command), checkout)
+                self.begin(os.path.join(checkout, command))
+                self.ends(status, f"{command}: cannot build in {checkout}/build: copy the checkout to where you may")
+                self.assertEqual(len(self.text().splitlines()), 1)
 
 
 if __name__ == "__main__":
