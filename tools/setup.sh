@@ -5,7 +5,7 @@ set -euo pipefail
 
 build=(g++ cmake ninja-build pkg-config libglib2.0-dev libsqlite3-dev libcli11-dev libpulse-dev libudev-dev)
 run=(dbus-daemon)
-test=(libgtest-dev libgmock-dev pulseaudio python3)
+test=(libgtest-dev libgmock-dev pulseaudio python3 systemd dbus-bin)
 bench=(valgrind)
 ci=(git clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev cppcheck gcovr)
 

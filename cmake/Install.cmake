@@ -1,0 +1,32 @@
+# What "cmake --install" puts on a box. Programs go where the prefix says; all else to where the box's daemons look for
+# it and the code expects it, whatever the prefix.
+include(GNUInstallDirs)
+
+set(packaging "${PROJECT_SOURCE_DIR}/packaging")
+
+function(vyrel_install_unit name)
+    configure_file("${packaging}/systemd/${name}.in" "${PROJECT_BINARY_DIR}/systemd/${name}" @ONLY)
+    install(FILES "${PROJECT_BINARY_DIR}/systemd/${name}" DESTINATION /usr/lib/systemd/system)
+endfunction()
+
+install(TARGETS vyrel-lite)
+vyrel_install_unit(vyrel-lite.service)
+install(FILES
+    "${PROJECT_SOURCE_DIR}/data/dbus-1/system.d/org.vantor.platform.conf"
+    "${PROJECT_SOURCE_DIR}/data/dbus-1/system.d/org.vantor.vyrel.lite.conf"
+    DESTINATION /usr/share/dbus-1/system.d)
+install(FILES "${packaging}/systemd/sysusers.conf" DESTINATION /usr/lib/sysusers.d RENAME vyrel-lite.conf)
+install(FILES "${packaging}/systemd/tmpfiles.conf" DESTINATION /usr/lib/tmpfiles.d RENAME vyrel-lite.conf)
+install(FILES "${packaging}/systemd/logind.conf"
+    DESTINATION /usr/lib/systemd/logind.conf.d RENAME 50-vyrel-lite.conf)
+install(FILES "${packaging}/udev/70-vyrel-lite.rules" DESTINATION /usr/lib/udev/rules.d)
+install(FILES "${packaging}/polkit/50-vyrel-lite.rules" DESTINATION /usr/share/polkit-1/rules.d)
+install(FILES "${packaging}/hooks/README" DESTINATION /usr/lib/vyrel-lite/hooks)
+install(DIRECTORY DESTINATION /etc/vyrel-lite/hooks)
+install(DIRECTORY DESTINATION /etc/vyrel-lite/features.d)
+install(DIRECTORY DESTINATION /usr/share/vyrel-lite)
+install(FILES docs/linux.md docs/remote-protocol.md docs/settings.md LICENSE DESTINATION /usr/share/doc/vyrel-lite)
+install(DIRECTORY data/dbus-1/interfaces DESTINATION /usr/share/doc/vyrel-lite)
+if(VYREL_TOOLS)
+    install(TARGETS vyrel-settings)
+endif()
