@@ -3,9 +3,13 @@
 #include "sim/Misuse.h"
 #include "sim/Slot.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <fstream>
 #include <initializer_list>
 #include <iterator>
+#include <system_error>
+#include <vector>
 
 namespace sim {
 

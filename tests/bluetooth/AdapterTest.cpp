@@ -1,7 +1,21 @@
+#include "sim/Adapter.h"
+
+#include "Bluetooth/BluetoothEventHandler.h"
 #include "TvStatusUtil.h"
 #include "bluetooth/BluetoothTest.h"
+#include "sim/Features.h"
+#include "sim/Power.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <memory>
 #include <string>
+#include <vector>
 
 using testing::Contains;
 using testing::ElementsAre;

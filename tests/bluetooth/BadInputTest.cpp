@@ -1,6 +1,26 @@
+#include "Bluetooth/BluetoothEventHandler.h"
+#include "Bluetooth/BluetoothEventSubscriber.h"
 #include "bluetooth/BluetoothTest.h"
+#include "sim/Devices.h"
+#include "sim/Features.h"
+#include "sim/Queue.h"
+#include "sim/Slot.h"
+#include "sim/Television.h"
+#include "support/RealTime.h"
+#include "support/Siblings.h"
 
+#include <glib.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <bt_adapter.h>
+#include <bt_device.h>
+
+#include <chrono>
+#include <initializer_list>
+#include <memory>
 #include <string>
+#include <vector>
 
 using testing::Contains;
 using testing::Each;

@@ -1,9 +1,19 @@
 #include "bluetooth/BluetoothTest.h"
 
+#include "sim/Power.h"
+#include "sim/Queue.h"
+#include "sim/Remotes.h"
+#include "sim/Slot.h"
 #include "support/MainLoop.h"
+#include "support/Message.h"
 #include "support/Settle.h"
 
+#include <gio/gio.h>
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 namespace {
 

@@ -3,14 +3,28 @@
 #include "Bluetooth/BluetoothEventHandler.h"
 #include "DbusClient/DbusClient.h"
 #include "SmartRcEventHandler/SmartRcEventHandler.h"
+#include "sim/Adapter.h"
+#include "sim/Audio.h"
+#include "sim/Devices.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
 #include "sim/VirtualClock.h"
+#include "support/Peer.h"
 #include "support/PrivateBus.h"
 #include "support/RealTime.h"
 #include "support/Siblings.h"
 
+#include <gtest/gtest.h>
+
+#include <bt_adapter.h>
+#include <bt_device.h>
+
 #include <array>
+#include <chrono>
+#include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>

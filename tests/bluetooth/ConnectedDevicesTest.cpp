@@ -1,8 +1,25 @@
+#include "Bluetooth/BluetoothEventHandler.h"
 #include "bluetooth/BluetoothTest.h"
+#include "sim/Devices.h"
+#include "sim/Power.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
+#include "support/Siblings.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <bt_device.h>
 
 #include <array>
+#include <chrono>
 #include <cstdio>
+#include <initializer_list>
+#include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 using testing::Contains;
 using testing::ElementsAre;

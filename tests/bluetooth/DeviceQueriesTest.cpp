@@ -1,7 +1,15 @@
 #include "Bluetooth/BluetoothUtil.h"
 #include "bluetooth/BluetoothTest.h"
+#include "sim/Audio.h"
+#include "sim/Devices.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <array>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>

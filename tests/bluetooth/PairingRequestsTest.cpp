@@ -1,5 +1,13 @@
 #include "bluetooth/BluetoothTest.h"
+#include "support/RealTime.h"
+#include "support/Siblings.h"
 
+#include <glib.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <initializer_list>
 #include <string>
 
 using testing::Contains;

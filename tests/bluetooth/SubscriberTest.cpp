@@ -1,7 +1,21 @@
 #include "Bluetooth/BluetoothEventSubscriber.h"
+#include "Bluetooth/IBluetoothEventSubscriber.h"
 #include "bluetooth/BluetoothTest.h"
+#include "sim/Features.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <bt_audio.h>
+#include <bt_device.h>
+
+#include <initializer_list>
+#include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 using testing::Contains;
 using testing::ElementsAre;

@@ -13,6 +13,7 @@
 
 #include <gio/gio.h>
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <stdlib.h>
 

@@ -2,15 +2,26 @@
 
 #include "DbusClient/DbusClient.h"
 #include "TvStatusUtil.h"
+#include "sim/Power.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
 #include "sim/VirtualClock.h"
+#include "support/MainLoop.h"
+#include "support/Message.h"
 #include "support/PrivateBus.h"
 #include "support/Settle.h"
 #include "support/Siblings.h"
 
+#include <gio/gio.h>
+#include <glib.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <stdlib.h>
 
+#include <algorithm>
 #include <chrono>
+#include <initializer_list>
 #include <limits>
 #include <memory>
 #include <string>

@@ -1,14 +1,25 @@
 #include "DbusClient/DbusClient.h"
 #include "GlibPointers.h"
+#include "sim/Adapter.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
+#include "support/Peer.h"
 #include "support/PrivateBus.h"
 #include "support/Settle.h"
 #include "support/Siblings.h"
 
+#include <glib.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <bt_adapter.h>
 #include <bt_error.h>
 
+#include <initializer_list>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 using support::Settle;

@@ -15,6 +15,7 @@
 
 #include <glib.h>
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <chrono>
 #include <string>

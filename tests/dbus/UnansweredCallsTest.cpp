@@ -13,6 +13,7 @@
 
 #include <glib.h>
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <string>
 

@@ -2,6 +2,8 @@
 
 #include "support/WrappedProcessCalls.h"
 
+#include <sys/types.h>
+
 #include <cerrno>
 #include <cstdlib>
 

@@ -1,8 +1,18 @@
 #include "CKpiBase.h"
+#include "IKpiBase.h"
 #include "kpi/KpiTest.h"
+#include "sim/Kpi.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <initializer_list>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -2,9 +2,22 @@
 
 #include "GlibPointers.h"
 #include "kpi/KpiTest.h"
+#include "sim/Adapter.h"
+#include "sim/Features.h"
+#include "sim/Remotes.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
 
+#include <glib.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <initializer_list>
 #include <limits>
+#include <optional>
 #include <string>
+#include <vector>
 
 using testing::Contains;
 using testing::ElementsAre;

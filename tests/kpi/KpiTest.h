@@ -2,6 +2,8 @@
 
 #include "sim/Television.h"
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <string_view>
 #include <vector>

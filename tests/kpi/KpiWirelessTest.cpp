@@ -2,6 +2,12 @@
 
 #include "GlibPointers.h"
 #include "kpi/KpiTest.h"
+#include "sim/Features.h"
+#include "sim/Television.h"
+
+#include <glib.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -1,6 +1,17 @@
 #include "UsageEvents.h"
 
+#include "KpiRemocon.h"
 #include "kpi/KpiTest.h"
+#include "sim/Adapter.h"
+#include "sim/Features.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
 
 using testing::ElementsAre;
 

@@ -1,13 +1,20 @@
 #include "AutoSwitchingLauncher/AutoSwitchingLauncher.h"
 
+#include "sim/Tape.h"
 #include "sim/Television.h"
 #include "sim/VirtualClock.h"
 #include "support/MainLoop.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <sys/stat.h>
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
+#include <string>
+#include <utility>
 
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;

@@ -19,6 +19,7 @@
 #include <bt_product.h>
 #include <bt_socket.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <string>

@@ -10,6 +10,7 @@
 
 #include <gio/gio.h>
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <bluez_dbus.h>
 #include <bt_adapter.h>

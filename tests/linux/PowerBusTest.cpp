@@ -12,6 +12,7 @@
 
 #include <glib.h>
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <device_power.h>
 

@@ -8,6 +8,7 @@
 
 #include <glib.h>
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <device_power.h>
 #include <screen_manager.h>

@@ -1,5 +1,6 @@
 // The whole product on a box that has next to nothing: no Bluetooth daemon, no logind, no sound server, no remote.
 
+#include "support/Child.h"
 #include "support/ChildProcess.h"
 #include "support/PrivateBus.h"
 
@@ -8,8 +9,10 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <stdexcept>
+#include <string>
 
 extern "C" int service_main();
 

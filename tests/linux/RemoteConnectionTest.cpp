@@ -14,6 +14,7 @@
 
 #include <glib.h>
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <bluez_dbus.h>
 #include <bt_error.h>

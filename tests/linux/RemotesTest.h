@@ -3,6 +3,8 @@
 #include "linux/BluezTest.h"
 #include "linux/FakeRemotes.h"
 
+#include <gtest/gtest.h>
+
 #include <bt_hid.h>
 
 #include <cerrno>

@@ -5,6 +5,7 @@
 #include "support/MainLoop.h"
 
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <device_power.h>
 #include <screen_manager.h>

@@ -24,6 +24,7 @@
 
 #include <gio/gio.h>
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <signal.h>

@@ -1,14 +1,20 @@
 #include "StopHook/StopHook.h"
 
 #include "GlibPointers.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
 
+#include <glib.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <unistd.h>
+
+#include <initializer_list>
+#include <string>
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

@@ -7,6 +7,7 @@
 #include "sim/Timers.h"
 
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <chrono>
 #include <initializer_list>

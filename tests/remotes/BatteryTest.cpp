@@ -9,6 +9,7 @@
 #include "sim/Television.h"
 
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <bt_error.h>
 #include <bt_hid.h>

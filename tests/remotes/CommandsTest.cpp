@@ -7,6 +7,7 @@
 #include "sim/Television.h"
 
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <bt_error.h>
 

@@ -10,6 +10,7 @@
 #include "sim/Timers.h"
 
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <bt_device.h>
 #include <bt_error.h>

@@ -3,6 +3,9 @@
 #include "StoreFixture.h"
 #include "vyrel-settings/Options.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <sys/wait.h>
 #include <unistd.h>
 

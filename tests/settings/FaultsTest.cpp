@@ -3,6 +3,8 @@
 #include "StoreFixture.h"
 #include "support/Child.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <sqlite3.h>
 
 #include <sys/resource.h>

@@ -4,6 +4,8 @@
 #include "settings/Schema.h"
 #include "support/Child.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <sqlite3.h>
 
 #include <sys/resource.h>

@@ -3,6 +3,9 @@
 #include "StoreFixture.h"
 #include "support/Child.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <sched.h>
 #include <sys/mount.h>
 #include <unistd.h>

@@ -9,6 +9,8 @@
 #include "settings/ReadPosition.h"
 #include "support/Child.h"
 
+#include <gtest/gtest.h>
+
 #include <fcntl.h>
 #include <grp.h>
 #include <sys/stat.h>

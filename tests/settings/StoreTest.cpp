@@ -2,6 +2,9 @@
 
 #include "StoreFixture.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <limits>
 
 namespace settings {

@@ -4,6 +4,9 @@
 
 #include "StoreFixture.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <memory>
 
 namespace settings {

@@ -4,6 +4,9 @@
 #include "StoreFixture.h"
 #include "support/ChildProcess.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>

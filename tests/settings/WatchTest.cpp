@@ -2,6 +2,8 @@
 
 #include "StoreFixture.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <sqlite3.h>
 
 #include <algorithm>

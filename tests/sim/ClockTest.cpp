@@ -2,6 +2,8 @@
 #include "support/RealTime.h"
 
 #include <glib.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <time.h>
 #include <unistd.h>

@@ -1,7 +1,11 @@
 // What holds for every platform function, whatever it does: how it fails, and what it says to a null pointer.
 
 #include "sim/FunctionNames.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <bt_adapter.h>
 #include <bt_audio.h>
@@ -24,10 +28,15 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstring>
 #include <functional>
 #include <list>
+#include <string>
+#include <string_view>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;

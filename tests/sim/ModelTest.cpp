@@ -1,6 +1,15 @@
+#include "sim/Adapter.h"
+#include "sim/Devices.h"
+#include "sim/Power.h"
+#include "sim/Remotes.h"
+#include "sim/ScreenAndSound.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
 #include "sim/VirtualClock.h"
 #include "support/MainLoop.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <bt_adapter.h>
 #include <bt_device.h>
@@ -10,6 +19,13 @@
 #include <device_power.h>
 #include <lwipc.h>
 #include <screen_manager.h>
+
+#include <chrono>
+#include <functional>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <vector>
 
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;

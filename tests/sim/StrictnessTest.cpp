@@ -1,9 +1,19 @@
+#include "sim/Adapter.h"
+#include "sim/Audio.h"
+#include "sim/Devices.h"
+#include "sim/Power.h"
+#include "sim/Remotes.h"
+#include "sim/Settings.h"
 #include "sim/Television.h"
 #include "support/MainLoop.h"
 #include "support/TempDir.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <bt_adapter.h>
 #include <bt_audio.h>
+#include <bt_device.h>
 #include <bt_error.h>
 #include <bt_hid.h>
 #include <device_power.h>
@@ -11,8 +21,10 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <initializer_list>
 #include <iterator>
 #include <string>
+#include <vector>
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

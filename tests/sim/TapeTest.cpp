@@ -1,14 +1,24 @@
+#include "sim/Tape.h"
+
 #include "KernelLog.h"
+#include "sim/Power.h"
+#include "sim/Settings.h"
 #include "sim/Television.h"
 #include "sim/Timers.h"
 #include "sim/VirtualClock.h"
 
 #include <glib.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <device_power.h>
 #include <dlog.h>
 #include <kpi_logger.h>
 #include <vconf.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

@@ -1,8 +1,29 @@
 // A reset of the set, from the first notice to the settings that are cleared after the next start.
 
+#include "TvStatusEventHandler/TvStatusEventHandler.h"
+#include "sim/Adapter.h"
+#include "sim/Features.h"
+#include "sim/Power.h"
+#include "sim/Remotes.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
 #include "tv/PowerFixture.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <bt_error.h>
+#include <device_power.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <initializer_list>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
 
 using ::testing::Contains;
 using ::testing::ElementsAre;

@@ -2,11 +2,17 @@
 // kept, the next start ends with everything cleared and counted, and clears the settings at most once more.
 
 #include "TvStatusEventHandler/TvStatusEventHandler.h"
+#include "sim/Power.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
 #include "sim/VirtualClock.h"
 #include "support/Child.h"
 #include "support/MainLoop.h"
 #include "support/TempDir.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <stdio.h>
 #include <sys/stat.h>
@@ -18,6 +24,8 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <initializer_list>
+#include <iterator>
 #include <map>
 #include <set>
 #include <string>

@@ -10,6 +10,8 @@
 #include "support/Settle.h"
 #include "support/Siblings.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <memory>
 #include <string>

@@ -1,10 +1,31 @@
 // The notices of a power-off, and the wake-up.
 
+#include "TvStatusEventHandler/TvStatusEventHandler.h"
+#include "sim/Adapter.h"
+#include "sim/Power.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
+#include "sim/Television.h"
+#include "sim/VirtualClock.h"
+#include "support/Settle.h"
+#include "support/Siblings.h"
 #include "tv/PowerFixture.h"
 
+#include <glib.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <bt_adapter.h>
+#include <bt_error.h>
 #include <device_power.h>
 
+#include <algorithm>
+#include <chrono>
+#include <initializer_list>
 #include <limits>
+#include <memory>
+#include <string>
+#include <vector>
 
 using ::testing::Contains;
 using ::testing::ElementsAre;

@@ -17,6 +17,7 @@
 #include "tv/PowerFixture.h"
 
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <bt_adapter.h>
 #include <device_power.h>

@@ -3,13 +3,20 @@
 #include "ResetChecker/ResetChecker.h"
 
 #include "VconfKeyId.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <limits>

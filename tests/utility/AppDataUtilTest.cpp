@@ -1,6 +1,13 @@
 #include "AppDataUtil.h"
 
+#include "sim/Tape.h"
 #include "sim/Television.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

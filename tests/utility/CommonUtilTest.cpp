@@ -1,12 +1,18 @@
 #include "CommonUtil.h"
 
+#include "sim/Tape.h"
 #include "sim/Television.h"
 #include "support/MainLoop.h"
 
 #include <glib.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <stdexcept>
+#include <string>
 #include <type_traits>
+#include <vector>
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

@@ -1,14 +1,23 @@
 #include "KernelLog.h"
 #include "ServiceLogging.h"
 #include "UtilityLogging.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <stdlib.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <filesystem>
+#include <initializer_list>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;

@@ -1,8 +1,17 @@
 #include "SystemConfigUtil.h"
 
+#include "sim/Features.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <optional>
 #include <string>
+#include <vector>
 
 using ::testing::Contains;
 using ::testing::ElementsAre;

@@ -1,7 +1,12 @@
 #include "VconfKeyId.h"
 #include "VconfKeyRegistry.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <iterator>
 #include <set>
 #include <string>
 

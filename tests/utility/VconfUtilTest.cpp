@@ -1,8 +1,17 @@
 #include "VconfUtil.h"
 
+#include "VconfKeyId.h"
+#include "sim/Settings.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
 #include "support/MainLoop.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <vconf.h>
+
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <vector>

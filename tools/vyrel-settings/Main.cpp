@@ -1,7 +1,9 @@
 // vyrel-settings: reads, writes and watches the settings of the television from a shell.
 
 #include "Options.h"
+#include "settings/KeyNode.h"
 #include "settings/Store.h"
+#include "settings/Value.h"
 
 #include <glib-unix.h>
 #include <glib.h>
@@ -11,7 +13,12 @@
 #include <cstdio>
 #include <exception>
 #include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <system_error>
+#include <variant>
+#include <vector>
 
 namespace command {
 namespace {

@@ -5,7 +5,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <map>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+#include <variant>
 
 namespace command {
 

@@ -13,6 +13,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <utility>
 
 namespace power {
