@@ -59,15 +59,13 @@ std::error_code MakeFolder(const std::string& folder)
 
 std::error_code Look(const std::string& folder, struct stat& status)
 {
-    if (stat(folder.c_str(), &status) != 0) {
-        if (const std::error_code error = MakeFolder(folder); error) {
-            return error;
-        }
-        if (stat(folder.c_str(), &status) != 0) {
-            return LastError();
-        }
+    if (stat(folder.c_str(), &status) == 0) {
+        return {};
     }
-    return S_ISDIR(status.st_mode) ? std::error_code() : std::make_error_code(std::errc::not_a_directory);
+    if (const std::error_code error = MakeFolder(folder); error) {
+        return error;
+    }
+    return stat(folder.c_str(), &status) == 0 ? std::error_code() : LastError();
 }
 
 } // namespace

@@ -305,8 +305,15 @@ TEST_F(FaultsTest, AFileKeptLockedHoldsUpOneCallForLessThanASecondAndTheNextOnes
     int number = 0;
     EXPECT_EQ(store.GetInt("db/key", &number), kOk) << "readers do not wait for writers";
     sqlite3_exec(other, "COMMIT", nullptr, nullptr, nullptr);
-    sqlite3_close(other);
     EXPECT_EQ(store.Set("db/key", 4), kOk);
+    // With a write that succeeded the patience comes back.
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    CaptureStderr();
+    const auto startOfNext = Clock::now();
+    EXPECT_EQ(store.Set("db/key", 5), kFailed);
+    EXPECT_GT(Clock::now() - startOfNext, std::chrono::milliseconds(500));
+    EXPECT_EQ(GetCapturedStderr(), "settings: cannot write " + PersistentFile() + ": database is locked\n");
+    sqlite3_close(other);
 }
 
 TEST_F(FaultsTest, AJournalThatAReaderMadeLongIsCutOnceItLetsGo)
