@@ -49,7 +49,8 @@ int vconf_set_bool_async(const char* key, int value, vconf_set_done_cb callback,
 int vconf_set_int_async(const char* key, int value, vconf_set_done_cb callback, void* user_data);
 
 /* Watches a key, which need not exist yet. Every write from now on is told, in order, also one of an equal value and
- * one of this process itself. Several watchers of one key are all told. */
+ * one of this process itself. Several watchers of one key are all told. While the store cannot be read the answer is
+ * VCONF_ERROR, and the watch is begun all the same: the writes from now on are told once it can be read. */
 int vconf_notify_key_changed(const char* key, vconf_callback_fn callback, void* user_data);
 
 /* Ends a watch: the pair of key and callback must be one that was registered. For any other pair the answer is

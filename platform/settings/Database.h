@@ -71,6 +71,9 @@ public:
     // The id of the last write, 0 when there was none.
     int NewestChange(std::int64_t& id);
 
+    // The id of the last write that began before a moment of this start of the machine, 0 when there was none.
+    int NewestChangeBefore(std::int64_t moment, std::int64_t& id);
+
     // Appends the writes after `id`, oldest first, but for damaged ones.
     int ChangesAfter(std::int64_t id, std::vector<Change>& changes);
 
@@ -105,6 +108,7 @@ private:
     };
 
     bool Begin(Statement& statement, Activity activity, Look look = kFileAndIndex);
+    int ReadId(Statement& statement, std::int64_t& id);
     int ReadChanges(std::int64_t id, std::vector<Change>& changes);
     void LookThrough();
     int Finish(Activity activity, int sqliteResult);
@@ -159,6 +163,7 @@ private:
     Statement m_unset;
     Statement m_list;
     Statement m_newest;
+    Statement m_newestBefore;
     Statement m_changes;
     Statement m_prune;
 };

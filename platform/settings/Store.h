@@ -10,7 +10,7 @@
 //
 // A store that cannot be used (a damaged file, a folder that cannot be made, a full disk) makes every operation on it
 // fail, with one message on standard error, and is tried again at the next operation. A damaged file is left as it is;
-// a single damaged value is reported and counts as missing. A call waits for other processes for 0.4 s at most, and
+// a single damaged value is reported and counts as missing. A call waits for other processes for 0.7 s at most, and
 // once that was in vain for 5 ms, until a write succeeds.
 //
 // One object is used by one thread, that of the main loop where there are watches. After a fork only the parent may
@@ -72,6 +72,9 @@ public:
 
     // Has `function` called for every write to `key` from now on, whether or not the key holds a value. The same
     // function a second time on the same key only replaces the user data. A callback may watch, unwatch and write.
+    //
+    // kFailed for a bad argument and where writes cannot be heard of, without a watch; kFailed too while the store
+    // cannot be used, but then the watch stands: what is written from now on is told once the store can be read.
     int Watch(const char* key, ChangeFunction function, void* userData);
 
     // Ends the watch of this pair. kFailed, with nothing removed, when there is none; what was written before and not

@@ -45,20 +45,23 @@ Watches::~Watches()
 
 int Watches::Add(std::size_t side, std::string_view key, ChangeFunction function, void* userData)
 {
-    std::int64_t newest = 0;
-    if (!StartSource() || !StartReading(side) || m_sides[side].database.NewestChange(newest) != kOk) {
+    if (!StartSource() || !Listen(side)) {
         return kFailed;
     }
+    const std::int64_t now = Moment();
+    std::int64_t newest = 0;
+    const bool isRead = FindStart(side, now) && m_sides[side].database.NewestChange(newest) == kOk;
+    const int result = isRead ? kOk : kFailed;
     auto& registrations = m_registrations[std::string(key)];
     const auto known = std::find_if(registrations.begin(), registrations.end(),
                                     [function](const Registration& other) { return other.function == function; });
     if (known != registrations.end()) {
         // What was written since the first registration is still owed.
         known->userData = userData;
-        return kOk;
+        return result;
     }
-    registrations.push_back({++m_lastNumber, newest, function, userData});
-    return kOk;
+    registrations.push_back({++m_lastNumber, newest, isRead ? 0 : now, function, userData});
+    return result;
 }
 
 int Watches::Remove(std::string_view key, ChangeFunction function)
@@ -93,7 +96,8 @@ bool Watches::StartSource()
     return true;
 }
 
-bool Watches::StartReading(std::size_t side)
+// Has this process hear of writes from now on, also while the file itself cannot be used.
+bool Watches::Listen(std::size_t side)
 {
     Side& source = m_sides[side];
     Reader& reader = m_readers[side];
@@ -108,17 +112,31 @@ bool Watches::StartReading(std::size_t side)
         return false;
     }
     // The bell is listened to before the end of the log is looked up: a write in between rings.
-    const int watch = inotify_add_watch(m_inotify.Get(), source.bell.Path().c_str(), IN_ATTRIB);
-    if (watch < 0) {
+    reader.inotifyWatch = inotify_add_watch(m_inotify.Get(), source.bell.Path().c_str(), IN_ATTRIB);
+    if (reader.inotifyWatch < 0) {
         Report(source.bell.Path(), errno);
         return false;
     }
-    if (source.database.NewestChange(reader.read) != kOk) {
-        inotify_rm_watch(m_inotify.Get(), watch);
+    return true;
+}
+
+// Looks up from where on the log is read. A file that cannot be used now is tried again when its bell rings, and its
+// log is read from the writes on that began after this first attempt.
+bool Watches::FindStart(std::size_t side, std::int64_t now)
+{
+    Database& database = m_sides[side].database;
+    Reader& reader = m_readers[side];
+    if (reader.isPlaced) {
+        return true;
+    }
+    const int result = reader.missedSince ? database.NewestChangeBefore(*reader.missedSince, reader.read)
+                                          : database.NewestChange(reader.read);
+    if (result != kOk) {
+        reader.missedSince = reader.missedSince.value_or(now);
         return false;
     }
-    reader.inotifyWatch = watch;
-    source.position.MoveTo(source.database.IdInFile(reader.read));
+    reader.isPlaced = true;
+    m_sides[side].position.MoveTo(database.IdInFile(reader.read));
     return true;
 }
 
@@ -174,6 +192,9 @@ bool Watches::Read(std::size_t side)
 {
     Reader& reader = m_readers[side];
     reader.readAt = Moment();
+    if (!FindStart(side, reader.readAt)) {
+        return false;
+    }
     std::vector<Change> rows;
     const int result = m_sides[side].database.ChangesAfter(reader.read, rows);
     reader.read = rows.empty() ? reader.read : rows.back().id;
@@ -206,7 +227,7 @@ bool Watches::NextNotice()
 {
     std::optional<Change> change = TakeNext(m_backlogs);
     if (change) {
-        m_notice = Notice{change->id, {std::move(change->key), std::move(change->value)}};
+        m_notice = Notice{change->id, change->moment, {std::move(change->key), std::move(change->value)}};
     }
     return change.has_value();
 }
@@ -221,7 +242,8 @@ const Watches::Registration* Watches::NextOwed(const Notice& notice) const
     }
     const auto owed = std::find_if(registrations->second.begin(), registrations->second.end(),
                                    [&notice](const Registration& registration) {
-                                       return registration.number > notice.told && registration.after < notice.id;
+                                       return registration.number > notice.told && registration.after < notice.id &&
+                                              registration.since < notice.moment;
                                    });
     return owed != registrations->second.end() ? &*owed : nullptr;
 }

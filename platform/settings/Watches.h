@@ -58,7 +58,8 @@ public:
     Watches(const Watches&) = delete;
     Watches& operator=(const Watches&) = delete;
 
-    // kOk or kFailed.
+    // kOk; kFailed where writes cannot be heard of, and also where the file cannot be used now: then the watch stands,
+    // and its writes are told once the file can be read.
     int Add(std::size_t side, std::string_view key, ChangeFunction function, void* userData);
     int Remove(std::string_view key, ChangeFunction function);
 
@@ -67,17 +68,22 @@ private:
     struct Reader
     {
         int inotifyWatch = -1;
+        bool isPlaced = false;   // `read` is known
         std::int64_t read = 0;   // the id of the last row read
         std::int64_t readAt = 0; // the moment of the last look, see Moment()
         bool rung = false;       // there may be rows after `read`
         int failures = 0;        // reads in vain, one after the other
         gint64 retryAt = 0;      // not to be read before; g_get_monotonic_time
+
+        // When the first watch was begun that the file could not be read for, see Moment().
+        std::optional<std::int64_t> missedSince;
     };
 
     struct Registration
     {
         std::uint64_t number; // rises with each registration of the process
         std::int64_t after;   // writes up to here came before the registration
+        std::int64_t since;   // and those that began by this moment, where the log could not be read then; otherwise 0
         ChangeFunction function;
         void* userData;
     };
@@ -86,6 +92,7 @@ private:
     struct Notice
     {
         std::int64_t id;
+        std::int64_t moment; // at which the write began
         keynode node;
         std::uint64_t told = 0; // the number of the last registration told
     };
@@ -94,7 +101,8 @@ private:
     using Registrations = std::map<std::string, std::vector<Registration>, std::less<>>;
 
     bool StartSource();
-    bool StartReading(std::size_t side);
+    bool Listen(std::size_t side);
+    bool FindStart(std::size_t side, std::int64_t now);
     void HearBells();
     void ReadRung();
     bool Read(std::size_t side);

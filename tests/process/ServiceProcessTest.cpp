@@ -473,6 +473,9 @@ TEST_F(TheService, StartsLittleLaterWhoeverHoldsItsSettingsAndUsesThemOnceItCan)
     ASSERT_EQ(holder.WaitForEnd(), KilledBy(SIGKILL));
     router.ReportsCombination(52);
     EXPECT_TRUE(service.WaitForOutput(R"(vconf_set_bool("db/low-power-support/bt-disable", true) = 0)"));
+
+    settings::Store(settings::FoldersUnder(Root())).Set("db/menu/network/devicename/tv_name", std::string("Kitchen"));
+    EXPECT_TRUE(service.WaitForOutput("bt_adapter_set_name(\"Kitchen\") = 0"));
 }
 
 TEST(TheServiceWithoutABus, StartsSaysSoAndStopsInOrder)

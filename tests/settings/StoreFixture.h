@@ -7,10 +7,12 @@
 #include <glib.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace settings {
@@ -33,11 +35,42 @@ inline bool RunUntil(const std::function<bool()>& condition)
     return !late;
 }
 
+// Writes again and again while others hold the file for longer than a call waits, as they do on a machine under load.
+// False when that takes more than a generous time.
+inline bool SetInTime(Store& store, const std::string& key, const Value& value)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (store.Set(key.c_str(), value) != kOk) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
 // Lets everything that is due on the main loop happen.
 inline void RunWhatIsDue()
 {
     while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
     }
+}
+
+// How long the main loop would sleep now when nothing else happened, in milliseconds: -1 for ever, 0 when something is
+// due.
+inline gint TimeToNextWakeUp()
+{
+    GMainContext* loop = g_main_context_default();
+    if (g_main_context_acquire(loop) == FALSE) {
+        return 0;
+    }
+    gint priority = 0;
+    gint timeout = 0;
+    if (g_main_context_prepare(loop, &priority) == FALSE) {
+        g_main_context_query(loop, priority, &timeout, nullptr, 0);
+    }
+    g_main_context_release(loop);
+    return timeout;
 }
 
 class StoreFixture : public ::testing::Test

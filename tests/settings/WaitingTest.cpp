@@ -18,6 +18,7 @@ namespace settings {
 namespace {
 
 using support::ChildProcess;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::internal::CaptureStderr;
 using ::testing::internal::GetCapturedStderr;
@@ -122,6 +123,44 @@ TEST_P(WaitingTest, HoldsNobodyUpForLongAndIsTriedAgain)
     EXPECT_EQ(store.Set("memory/key", 2), kOk);
     EXPECT_EQ(store.GetInt("db/key", &number), kOk);
     EXPECT_TRUE(making || store.GetInt("db/before", &number) == kOk);
+}
+
+TEST_P(WaitingTest, LosesNoWriteToAKeyWhoseWatchWasBegunMeanwhile)
+{
+    const bool making = GetParam().length == 0;
+    const bool isReadable = GetParam().name == std::string("TheWritersLock");
+    ChildProcess holder([this] { return HoldBoth(); }, ChildProcess::Start::WhenTold);
+    if (!making) {
+        Store(m_folders).Set("db/key", 1);
+        Store(m_folders).Set("memory/key", 1);
+    }
+    Store store(m_folders);
+    int number = 0;
+    if (!GetParam().before) {
+        ASSERT_EQ(store.GetInt("db/key", &number), kOk);
+        ASSERT_EQ(store.GetInt("memory/key", &number), kOk);
+    }
+    holder.Begins();
+    ASSERT_TRUE(holder.WaitForOutput("held"));
+    Recorder persistent;
+    Recorder memory;
+    CaptureStderr();
+    EXPECT_EQ(store.Watch("db/key", &Recorder::OnChange, &persistent), isReadable ? kOk : kFailed);
+    EXPECT_EQ(store.Watch("memory/key", &Recorder::OnChange, &memory), isReadable ? kOk : kFailed);
+    GetCapturedStderr();
+
+    holder.Send(SIGKILL);
+    ASSERT_EQ(holder.WaitForEnd(), support::KilledBy(SIGKILL));
+    for (const std::string key : {"db/key", "memory/key", "db/key"}) {
+        support::Child writer = support::Child::Spawn(
+            {VYREL_SETTINGS_COMMAND, "--root", m_root, "set", key, "--int", std::to_string(++number)});
+        ASSERT_EQ(writer.Wait(), support::Exited(0));
+    }
+    EXPECT_TRUE(RunUntil([&] { return persistent.notices.size() + memory.notices.size() >= 3; }));
+    EXPECT_THAT(persistent.notices,
+                ElementsAre("db/key=" + std::to_string(number - 2), "db/key=" + std::to_string(number)));
+    EXPECT_THAT(memory.notices, ElementsAre("memory/key=" + std::to_string(number - 1)));
+    EXPECT_EQ(store.Watch("db/other", &Recorder::OnChange, &persistent), kOk);
 }
 
 INSTANTIATE_TEST_SUITE_P(Whoever, WaitingTest, ::testing::ValuesIn(kHolds),

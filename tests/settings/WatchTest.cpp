@@ -149,6 +149,116 @@ TEST_F(WatchTest, NoticesOfBothFilesComeInTheOrderOfTheWrites)
     EXPECT_THAT(recorder.notices, ElementsAre("memory/key=1", "db/key=2", "db/key=3", "memory/key=4", "db/key=5"));
 }
 
+// Makes the persistent file one that cannot be used, for as long as it lives.
+class OutOfUse
+{
+public:
+    explicit OutOfUse(std::string file) : m_file(std::move(file))
+    {
+        std::filesystem::rename(m_file, m_file + "-aside");
+        std::filesystem::create_directory(m_file);
+    }
+    ~OutOfUse()
+    {
+        std::filesystem::remove(m_file);
+        std::filesystem::rename(m_file + "-aside", m_file);
+    }
+    OutOfUse(const OutOfUse&) = delete;
+    OutOfUse& operator=(const OutOfUse&) = delete;
+
+private:
+    std::string m_file;
+};
+
+class LateTest : public WatchTest
+{
+protected:
+    LateTest()
+    {
+        Store(m_folders).Set("db/key", 1);
+        ::testing::internal::CaptureStderr();
+    }
+    ~LateTest() override
+    {
+        ::testing::internal::GetCapturedStderr();
+    }
+
+    Store store{m_folders};
+    Recorder recorder;
+};
+
+TEST_F(LateTest, AWatchBegunWhileTheFileCannotBeUsedIsToldOfWhatIsWrittenAfterIt)
+{
+    // As a row of an earlier start of the machine, which was up for longer then.
+    Store(m_folders).Set("db/key", 2);
+    sqlite3* connection = nullptr;
+    ASSERT_EQ(sqlite3_open(PersistentFile().c_str(), &connection), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(connection, "UPDATE change SET moment = 9000000000000000000 WHERE id = 2", nullptr, nullptr,
+                           nullptr),
+              SQLITE_OK);
+    sqlite3_close(connection);
+    {
+        const OutOfUse outOfUse(PersistentFile());
+        EXPECT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kFailed);
+        RunWhatIsDue();
+        EXPECT_EQ(TimeToNextWakeUp(), -1) << "nothing is to be tried before somebody writes";
+    }
+    Store(m_folders).Set("db/key", 3);
+    Store(m_folders).Set("db/key", 3);
+    EXPECT_TRUE(RunUntil([this] { return recorder.notices.size() >= 2; }));
+    RunWhatIsDue();
+    EXPECT_THAT(recorder.notices, ElementsAre("db/key=3", "db/key=3"));
+}
+
+TEST_F(LateTest, AWatchBegunInVainMissesNothingBeforeOneThatIsBegunInTime)
+{
+    {
+        const OutOfUse outOfUse(PersistentFile());
+        EXPECT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kFailed);
+    }
+    Store(m_folders).Set("db/key", 2);
+    Store(m_folders).Set("db/other", 3);
+    EXPECT_EQ(store.Watch("db/other", &Recorder::OnChange, &recorder), kOk);
+    store.Set("db/other", 4);
+    RunWhatIsDue();
+    EXPECT_THAT(recorder.notices, ElementsAre("db/key=2", "db/other=4"));
+}
+
+TEST_F(LateTest, ASecondWatchBegunInVainIsNotToldOfWhatCameBetweenTheTwo)
+{
+    Recorder late;
+    {
+        const OutOfUse outOfUse(PersistentFile());
+        EXPECT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kFailed);
+    }
+    Store(m_folders).Set("db/key", 2);
+    {
+        const OutOfUse outOfUse(PersistentFile());
+        EXPECT_EQ(store.Watch("db/key", &Recorder::OnChangeToo, &late), kFailed);
+    }
+    Store(m_folders).Set("db/key", 3);
+    EXPECT_TRUE(RunUntil([&late] { return !late.notices.empty(); }));
+    EXPECT_THAT(recorder.notices, ElementsAre("db/key=2", "db/key=3"));
+    EXPECT_THAT(late.notices, ElementsAre("too db/key=3"));
+}
+
+TEST_F(LateTest, AWatchBegunInVainIsReplacedAndEndedLikeAnyOther)
+{
+    Recorder second;
+    {
+        const OutOfUse outOfUse(PersistentFile());
+        EXPECT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kFailed);
+        EXPECT_EQ(store.Watch("db/key", &Recorder::OnChange, &second), kFailed);
+        EXPECT_EQ(store.Watch("db/key", &Recorder::OnChangeToo, &recorder), kFailed);
+        EXPECT_EQ(store.Unwatch("db/key", &Recorder::OnChangeToo), kOk);
+        EXPECT_EQ(store.Unwatch("db/key", &Recorder::OnChangeToo), kFailed);
+    }
+    store.Set("db/key", 2);
+    RunWhatIsDue();
+    EXPECT_THAT(second.notices, ElementsAre("db/key=2"));
+    EXPECT_THAT(recorder.notices, IsEmpty());
+}
+
 // Calls a function once, at the end of the first read of a log by a connection that is opened after this was made.
 class AfterFirstRead
 {
@@ -442,15 +552,7 @@ TEST_F(WatchTest, TheMainLoopIsLeftAloneWhenNothingIsWritten)
     ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
     store.Set("db/key", 1);
     RunWhatIsDue();
-    gint priority = 0;
-    gint timeout = 0;
-    GMainContext* loop = g_main_context_default();
-    ASSERT_TRUE(g_main_context_acquire(loop));
-    EXPECT_FALSE(g_main_context_prepare(loop, &priority));
-    GPollFD descriptors[8];
-    g_main_context_query(loop, priority, &timeout, descriptors, 8);
-    g_main_context_release(loop);
-    EXPECT_EQ(timeout, -1);
+    EXPECT_EQ(TimeToNextWakeUp(), -1);
 }
 
 TEST_F(WatchTest, AStoreThatGoesLeavesNoTraceOnTheLoopOrInTheFolder)
