@@ -4,6 +4,7 @@
 // DISK is a folder on the file system to measure durable writes on, MEMORY one on a RAM file system.
 
 #include "Measurement.h"
+#include "support/TempDir.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -19,13 +20,16 @@ constexpr int kFewestRounds = 15;
 void Print(const char* name, const std::vector<double>& ratios, double limit)
 {
     const auto [least, most] = std::minmax_element(ratios.begin(), ratios.end());
+    // A reader that went away is noticed here, and not after another minute.
     std::printf("%s\t%.2f\t%.2f..%.2f\t%.2f\n", name, bench::Median(ratios), *least, *most, limit);
+    std::fflush(stdout);
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
+    support::TempDir::RemoveAllWhenKilled();
     try {
         const int rounds = std::max(kFewestRounds, argc > 1 ? std::atoi(argv[1]) : kFewestRounds);
         const bench::Places places{argc > 2 ? argv[2] : ".", argc > 3 ? argv[3] : "/dev/shm"};

@@ -137,7 +137,8 @@ TEST_P(DeadlySignal, RemovesTheFoldersOfItsProcessAndStillEndsIt)
     EXPECT_EQ(count, 3);
 }
 
-INSTANTIATE_TEST_SUITE_P(TempDirTest, DeadlySignal, ::testing::Values(SIGHUP, SIGINT, SIGTERM, SIGABRT, SIGTRAP),
+INSTANTIATE_TEST_SUITE_P(TempDirTest, DeadlySignal,
+                         ::testing::Values(SIGHUP, SIGINT, SIGTERM, SIGPIPE, SIGABRT, SIGTRAP),
                          [](const auto& param) { return std::string(::sigabbrev_np(param.param)); });
 
 TEST(TempDirTest, ASignalThatIsIgnoredStaysSo)

@@ -42,8 +42,11 @@ Outcome RunProgram(std::vector<std::string> words)
     gchar* output = nullptr;
     gchar* error = nullptr;
     int status = -1;
-    EXPECT_TRUE(g_spawn_sync(nullptr, Arguments(words).data(), nullptr, G_SPAWN_DEFAULT, nullptr, nullptr, &output,
-                             &error, &status, nullptr));
+    if (g_spawn_sync(nullptr, Arguments(words).data(), nullptr, G_SPAWN_DEFAULT, nullptr, nullptr, &output, &error,
+                     &status, nullptr) == FALSE) {
+        ADD_FAILURE() << words.front() << " cannot be started";
+        return {};
+    }
     Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, output, error};
     g_free(output);
     g_free(error);
@@ -118,7 +121,7 @@ private:
     static std::string ReadLine(FILE* file)
     {
         char line[1024];
-        return std::fgets(line, sizeof line, file) != nullptr ? line : "";
+        return file != nullptr && std::fgets(line, sizeof line, file) != nullptr ? line : "";
     }
 
     GPid m_id = 0;

@@ -293,8 +293,8 @@ TEST_F(ProcessesTest, ManyProcessesMayMakeTheFilesAtOnce)
                 int go = 0;
                 Require(start.Read(go));
                 Store store(m_folders);
-                Require(store.Set(("db/key" + std::to_string(process)).c_str(), process) == kOk);
-                Require(store.Set(("memory/key" + std::to_string(process)).c_str(), process) == kOk);
+                Require(SetInTime(store, "db/key" + std::to_string(process), process));
+                Require(SetInTime(store, "memory/key" + std::to_string(process), process));
             }));
         }
         for (int process = 0; process < kProcesses; ++process) {

@@ -91,7 +91,8 @@ void TempDir::RemoveAllWhenKilled()
     struct sigaction action = {};
     action.sa_handler = OnDeadlySignal;
     action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
-    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGABRT, SIGTRAP, SIGSEGV, SIGBUS, SIGFPE, SIGILL}) {
+    for (const int signal :
+         {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGABRT, SIGTRAP, SIGSEGV, SIGBUS, SIGFPE, SIGILL}) {
         struct sigaction present = {};
         if (::sigaction(signal, nullptr, &present) == 0 && present.sa_handler == SIG_DFL) {
             ::sigaction(signal, &action, nullptr);
