@@ -7,7 +7,7 @@ build=(g++ cmake ninja-build pkg-config libglib2.0-dev libsqlite3-dev libcli11-d
 run=(dbus-daemon)
 test=(libgtest-dev libgmock-dev pulseaudio python3 systemd dbus-bin)
 bench=(valgrind)
-ci=(git clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev cppcheck gcovr)
+ci=(git clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev cppcheck gcovr iwyu)
 
 wanted=("${build[@]}")
 for job in "$@"; do
