@@ -1,4 +1,5 @@
 #include "bluez/Stack.h"
+#include "overview/Overview.h"
 
 #include <bt_error.h>
 #include <bt_product.h>
@@ -6,11 +7,13 @@
 int bt_product_init(void)
 {
     bluez::Stack::Shared().Init();
+    overview::Overview::OfProcess().Open();
     return BT_ERROR_NONE;
 }
 
 int bt_product_deinit(void)
 {
+    overview::Overview::OfProcess().Close();
     bluez::Stack::Shared().Deinit();
     return BT_ERROR_NONE;
 }

@@ -260,7 +260,7 @@ TEST(DescriptionTest, EveryMemberAndArgumentIsDescribedInWords)
         g_dbus_node_info_unref(node);
         ++files;
     }
-    EXPECT_EQ(files, 8);
+    EXPECT_EQ(files, 9);
 }
 
 } // namespace

@@ -13,7 +13,7 @@ import xml.etree.ElementTree as ElementTree
 
 BUILD = os.environ['BUILD']
 CMAKE = os.environ['CMAKE']
-PROGRAMS = ('vyrel-lite', 'vyrel-settings')
+PROGRAMS = ('vyrel-lite', 'vyrel-settings', 'vyrel-ctl')
 UNITS = ('vyrel-lite.service',)
 POLICIES = ('org.vantor.platform.conf', 'org.vantor.vyrel.lite.conf')
 DEADLINE = 60  # seconds

@@ -62,6 +62,18 @@ std::string Shown(std::string_view text)
     return shown;
 }
 
+void ForEachLine(GKeyFile* file, const KeyFiles::Told& told)
+{
+    const Texts groups(g_key_file_get_groups(file, nullptr));
+    for (char** group = groups.get(); *group != nullptr; ++group) {
+        const Texts keys(g_key_file_get_keys(file, *group, nullptr, nullptr));
+        for (char** key = keys.get(); key != nullptr && *key != nullptr; ++key) {
+            const OwnText value(g_key_file_get_value(file, *group, *key, nullptr));
+            told(*group, *key, value.get());
+        }
+    }
+}
+
 } // namespace
 
 const KeyFiles& KeyFiles::OfBox()
@@ -152,14 +164,14 @@ void KeyFiles::TakeLines(const std::string& path, const std::string& text)
 
 void KeyFiles::Take(GKeyFile* file)
 {
-    const Texts groups(g_key_file_get_groups(file, nullptr));
-    for (char** group = groups.get(); *group != nullptr; ++group) {
-        const Texts keys(g_key_file_get_keys(file, *group, nullptr, nullptr));
-        for (char** key = keys.get(); key != nullptr && *key != nullptr; ++key) {
-            const OwnText value(g_key_file_get_value(file, *group, *key, nullptr));
-            g_key_file_set_value(m_all.get(), *group, *key, value.get());
-        }
-    }
+    ForEachLine(file, [this](const char* group, const char* key, const char* value) {
+        g_key_file_set_value(m_all.get(), group, key, value);
+    });
+}
+
+void KeyFiles::ForEach(const Told& told) const
+{
+    ForEachLine(m_all.get(), told);
 }
 
 KeyFiles::Found KeyFiles::Judge(GError* error, const char* group, const char* key)

@@ -4,6 +4,7 @@
 
 #include <glib.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -25,6 +26,8 @@ public:
         WrongType ///< stated, but as something else; named in the log
     };
 
+    using Told = std::function<void(const char* group, const char* key, const char* value)>;
+
     static const KeyFiles& OfBox();
 
     KeyFiles();
@@ -33,6 +36,9 @@ public:
     Found Int(const char* group, const char* key, int* value) const;
     /// Valid UTF-8. Nothing when nobody states it.
     [[nodiscard]] std::optional<std::string> Text(const char* group, const char* key) const;
+
+    /// Calls \p told with group, key and value of each line, the value valid UTF-8.
+    void ForEach(const Told& told) const;
 
     /// A setting of the platform itself: the group "platform". Nothing when nobody states it, or an empty text.
     [[nodiscard]] std::optional<std::string> PlatformText(const char* key) const;

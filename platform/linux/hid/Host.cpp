@@ -221,6 +221,7 @@ void Host::Update(Remote& remote)
         return;
     }
     remote.LinkDown();
+    Note(remote);
     if (std::exchange(remote.isTold, false)) {
         TellConnection(remote, false);
     }
@@ -228,6 +229,7 @@ void Host::Update(Remote& remote)
 
 void Host::RemoteKnown(Remote& remote)
 {
+    Note(remote);
     if (!std::exchange(remote.isTold, true)) {
         TellConnection(remote, true);
     }
@@ -256,8 +258,29 @@ void Host::TellConnection(const Remote& remote, bool isConnected)
     });
 }
 
+void Host::Note(const Remote& remote, std::optional<std::uint8_t> battery)
+{
+    if (remote.IsAccessory()) {
+        m_roster.Note(remote, battery);
+    }
+}
+
+const std::list<RosterEntry>& Host::KnownRemotes()
+{
+    // What was answered or learned since nobody had a reason to note.
+    for (const Remote& remote : m_remotes) {
+        const auto& entries = m_roster.Entries();
+        const auto known = std::ranges::find(entries, remote.Address(), &RosterEntry::address);
+        if (remote.IsUp() && (known == entries.end() || !known->battery)) {
+            Note(remote, remote.KnownBattery() ? remote.KnownBattery() : BatteryOfDaemon(remote.Address()));
+        }
+    }
+    return m_roster.Entries();
+}
+
 void Host::BatteryReported(const Remote& remote, std::uint8_t status)
 {
+    Note(remote, status);
     m_news.Post([this, status, address = remote.Address()]() {
         std::string text = address; // the receiver may write to it
         bt_hid_battery_status_info_s info{status, text.data()};

@@ -5,6 +5,7 @@
 #include "bluez/Tree.h"
 #include "hid/Protocol.h"
 #include "hid/Remote.h"
+#include "hid/Roster.h"
 #include "hid/Transport.h"
 #include "loop/Queue.h"
 
@@ -14,6 +15,7 @@
 
 #include <cstdint>
 #include <list>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -47,6 +49,9 @@ public:
     int SendToRemote(const char* function, const char* address, std::vector<Bytes> reports);
     int SendDuid(const char* function, const char* address, const char* duid);
 
+    /// The box's own remotes, the present ones and those that were. Asks nobody anything.
+    [[nodiscard]] const std::list<RosterEntry>& KnownRemotes();
+
     [[nodiscard]] bool IsStandConnected();
     int SendToStand(const char* function, Bytes report);
 
@@ -71,6 +76,7 @@ private:
     void OnWent(const std::string& path);
     void OnDevice(const bluez::Device* before, const bluez::Device* now);
     void Update(Remote& remote);
+    void Note(const Remote& remote, std::optional<std::uint8_t> battery = std::nullopt);
     void TellConnection(const Remote& remote, bool isConnected);
     [[nodiscard]] Role RoleOf(const Node& node) const;
     [[nodiscard]] Remote* First(Role role);
@@ -86,6 +92,7 @@ private:
     std::vector<bluez::Identity> m_smartRemotes;
     std::vector<bluez::Identity> m_wheels;
     std::list<Remote> m_remotes; ///< in the order in which they came
+    Roster m_roster;
     loop::Queue m_news{G_PRIORITY_DEFAULT};
 };
 

@@ -101,6 +101,17 @@ public:
     [[nodiscard]] std::optional<std::uint8_t> Battery();
     [[nodiscard]] std::optional<int> GripState();
 
+    // The same as far as it is known, without a wait.
+
+    [[nodiscard]] const std::optional<Identity>& KnownIdentity() const
+    {
+        return m_identity;
+    }
+    [[nodiscard]] const std::optional<std::uint8_t>& KnownBattery() const
+    {
+        return m_battery;
+    }
+
     /// \return a code of bt_error.h
     int Send(std::vector<Bytes> reports);
     [[nodiscard]] bool HasDuidOnItsWay() const
