@@ -140,24 +140,22 @@ bool Watches::FindStart(std::size_t side, std::int64_t now)
     return true;
 }
 
-// The queue of events needs no care when it overflows: equal events in a row are kept as one, so a full queue holds
-// some of both bells.
+// One read takes each bell that rang: equal events in a row are kept as one, so that those of two bells take turns,
+// also in a queue that is longer than the buffer or full. What is left of such a queue wakes the loop again.
 void Watches::HearBells()
 {
     alignas(inotify_event) char buffer[4096];
-    ssize_t size = 0;
-    while ((size = read(m_inotify.Get(), buffer, sizeof buffer)) > 0) {
-        std::string_view events(buffer, static_cast<std::size_t>(size));
-        while (!events.empty()) {
-            const auto* event = reinterpret_cast<const inotify_event*>(events.data());
-            for (Reader& reader : m_readers) {
-                if (event->wd == reader.inotifyWatch) {
-                    reader.rung = true;
-                    reader.retryAt = 0;
-                }
+    const ssize_t size = read(m_inotify.Get(), buffer, sizeof buffer);
+    std::string_view events(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
+    while (!events.empty()) {
+        const auto* event = reinterpret_cast<const inotify_event*>(events.data());
+        for (Reader& reader : m_readers) {
+            if (event->wd == reader.inotifyWatch) {
+                reader.rung = true;
+                reader.retryAt = 0;
             }
-            events.remove_prefix(sizeof(inotify_event) + event->len);
         }
+        events.remove_prefix(sizeof(inotify_event) + event->len);
     }
 }
 
