@@ -21,6 +21,7 @@
 #include "support/Settle.h"
 #include "support/Siblings.h"
 #include "support/TempDir.h"
+#include "support/WaitedTime.h"
 
 #include <gio/gio.h>
 #include <gmock/gmock.h>
@@ -455,10 +456,10 @@ TEST_F(TheService, StartsLittleLaterWhoeverHoldsItsSettingsAndUsesThemOnceItCan)
     ChildProcess service(Service(Root()), ChildProcess::Start::WhenTold);
     support::KeyRouter router;
     const auto start = [](ChildProcess& process) {
-        const auto begun = support::RealTime::Now();
+        const support::WaitedTime waiting(process.Pid());
         process.Begins();
         EXPECT_TRUE(process.WaitForOutput(kRuns));
-        return support::RealTime::Now() - begun;
+        return waiting.SoFar();
     };
     const auto usual = start(undisturbed);
     undisturbed.Send(SIGTERM);

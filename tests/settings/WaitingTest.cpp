@@ -3,6 +3,7 @@
 
 #include "StoreFixture.h"
 #include "support/ChildProcess.h"
+#include "support/WaitedTime.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,7 +23,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::internal::CaptureStderr;
 using ::testing::internal::GetCapturedStderr;
-using Clock = std::chrono::steady_clock;
 
 // What is held of each of the two files, by the places in them that SQLite locks.
 struct Hold
@@ -104,12 +104,12 @@ TEST_P(WaitingTest, HoldsNobodyUpForLongAndIsTriedAgain)
     holder.Begins();
     ASSERT_TRUE(holder.WaitForOutput("held"));
     CaptureStderr();
-    const auto start = Clock::now();
+    const support::WaitedTime waiting(getpid());
     UseLikeAStart(store);
-    const auto waited = Clock::now() - start;
-    const auto again = Clock::now();
+    const auto waited = waiting.SoFar();
+    const support::WaitedTime waitingAgain(getpid());
     store.Set("db/key", 1);
-    const auto waitedAgain = Clock::now() - again;
+    const auto waitedAgain = waitingAgain.SoFar();
     const std::string message = GetCapturedStderr();
     EXPECT_LT(waited, std::chrono::milliseconds(1500));
     EXPECT_LT(waitedAgain, std::chrono::milliseconds(200));
