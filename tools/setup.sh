@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what the named jobs need and is not there yet: setup.sh run|test|ci ...
+# Installs what the named jobs need and is not there yet: setup.sh run|test|bench|vm|ci ...
 # Asks the network only when something is missing; needs root, or sudo, only then.
 set -euo pipefail
 
@@ -7,6 +7,8 @@ build=(g++ cmake ninja-build pkg-config libglib2.0-dev libsqlite3-dev libcli11-d
 run=(dbus-daemon)
 test=(libgtest-dev libgmock-dev pulseaudio python3 systemd dbus-bin)
 bench=(valgrind)
+# Two emulated machines with the tree of this one: what runs in them has to be here. Their kernel is only unpacked.
+vm=(qemu-system-x86 busybox-static cpio gzip kmod python3 python3-gi gir1.2-glib-2.0 dbus bluez bluez-test-tools)
 ci=(git clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev cppcheck gcovr iwyu)
 
 wanted=("${build[@]}")
@@ -15,9 +17,10 @@ for job in "$@"; do
     run) wanted+=("${run[@]}") ;;
     test) wanted+=("${run[@]}" "${test[@]}") ;;
     bench) wanted+=("${run[@]}" "${bench[@]}" python3) ;;
+    vm) wanted+=("${run[@]}" "${vm[@]}") ;;
     ci) wanted+=("${run[@]}" "${test[@]}" "${bench[@]}" "${ci[@]}") ;;
     *)
-        echo "setup.sh: no such job: $job (run, test, bench, ci)" >&2
+        echo "setup.sh: no such job: $job (run, test, bench, vm, ci)" >&2
         exit 2
         ;;
     esac

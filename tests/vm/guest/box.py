@@ -1,0 +1,398 @@
+#!/usr/bin/python3
+"""The first machine: the box. The service runs here as it is shipped; around it real daemons, and its siblings played.
+
+Runs the suites that the kernel's command line names, and says on the console what happens, in lines that begin with "@".
+"""
+
+import importlib
+import json
+import os
+import re
+import shutil
+import subprocess
+import sys
+import time
+import traceback
+
+from gi.repository import Gio, GLib
+
+import sound
+from bus import (ADAPTER, DEVICE, HCI, Bus, Daemons, Management, Refused, TimeOut, boolean, connect, pass_time, stays,
+                 tell_relay, text, wait)
+from wire import Peer
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+TREE = os.path.dirname(os.path.dirname(os.path.dirname(HERE)))
+sys.path.insert(0, f'{TREE}/tests/vm/suites')
+BLUETOOTHD = '/usr/libexec/bluetooth/bluetoothd'
+LOGS = '/mnt/results/box'
+SERVICE, PLATFORM = 'org.vantor.vyrel.lite', 'org.vantor.platform'
+UUID = 'dfc3afaa-6ff9-4a05-b68c-a0b725f90005'
+MANAGER, SHIFT = 'com.quorix.tv.bt.connectionmanager', 'com.quorix.tv.bt.connectionshift'
+SIBLINGS = (MANAGER, SHIFT, 'com.quorix.tv.hfpAgent.api', 'com.quorix.tv.bt.updatemanager',
+            'com.quorix.tv.bt.irmonitor')
+PERSISTENT, MEMORY, KEEPERS = '/var/lib/vyrel-lite', '/run/vyrel-lite', '/etc/vyrel-lite/features.d'
+
+
+class Sibling:
+    """A service of the box that the one under test speaks to: owns its name, answers at once, notes what it gets."""
+
+    def __init__(self, interface, calls):
+        self.interface, self.calls, self.connection = interface, calls, None
+        with open(f'{TREE}/data/dbus-1/interfaces/{interface}.xml') as file:
+            node = Gio.DBusNodeInfo.new_for_xml(file.read())
+        self.path, self.described = node.path, node.interfaces[0]
+        self.name = interface.removesuffix('.api')
+
+    def come(self):
+        if self.connection:
+            return
+        self.connection = connect()
+        self.connection.register_object(self.path, self.described, self._called, None, None)
+        self.connection.signal_subscribe(None, None, None, None, None, Gio.DBusSignalFlags.NONE, self._signalled)
+        self.connection.call_sync('org.freedesktop.DBus', '/org/freedesktop/DBus', 'org.freedesktop.DBus', 'RequestName',
+                                  GLib.Variant('(su)', (self.name, 4)), None, 0, 5000, None)
+
+    def go(self):
+        if self.connection:
+            self.connection.close_sync(None)
+        self.connection = None
+
+    def _note(self, method, arguments):
+        self.calls.append((method, arguments.get_type_string(), arguments.unpack(), self.interface))
+
+    def _called(self, connection, sender, path, interface, method, arguments, invocation):
+        self._note(method, arguments)
+        answer = [argument.signature for argument in self.described.lookup_method(method).out_args]
+        invocation.return_value(None if not answer else
+                                GLib.Variant.new_tuple(*[GLib.Variant(kind, '' if kind == 's' else 0)
+                                                         for kind in answer]))
+
+    def _signalled(self, connection, sender, path, interface, signal, arguments):
+        if interface == self.interface:
+            self._note(signal, arguments)
+
+
+class Logind:
+    """The login manager, which these machines have not: it takes holds, and notes what it is asked to do."""
+
+    XML = '''<node><interface name="org.freedesktop.login1.Manager"><method name="Inhibit"><arg type="s"/><arg type="s"/>
+<arg type="s"/><arg type="s"/><arg direction="out" type="h"/></method><method name="PowerOff"><arg type="b"/></method>
+<method name="Reboot"><arg type="b"/></method><method name="Suspend"><arg type="b"/></method>
+<signal name="PrepareForShutdown"><arg type="b"/></signal><signal name="PrepareForSleep"><arg type="b"/></signal>
+</interface></node>'''
+
+    def __init__(self):
+        self.asked, self.connection = [], connect()
+        self.connection.register_object('/org/freedesktop/login1', Gio.DBusNodeInfo.new_for_xml(self.XML).interfaces[0],
+                                        self._called, None, None)
+        self.connection.call_sync('org.freedesktop.DBus', '/org/freedesktop/DBus', 'org.freedesktop.DBus', 'RequestName',
+                                  GLib.Variant('(su)', ('org.freedesktop.login1', 4)), None, 0, 5000, None)
+
+    def _called(self, connection, sender, path, interface, method, arguments, invocation):
+        if method != 'Inhibit':
+            self.asked.append(method)
+            invocation.return_value(None)
+            return
+        ours, theirs = os.pipe()
+        fds = Gio.UnixFDList()
+        fds.append(theirs)
+        os.close(theirs)
+        os.close(ours)
+        invocation.return_value_with_unix_fd_list(GLib.Variant('(h)', (0,)), fds)
+
+    def tells(self, signal, start):
+        self.connection.emit_signal(None, '/org/freedesktop/login1', 'org.freedesktop.login1.Manager', signal,
+                                    GLib.Variant('(b)', (start,)))
+
+
+class Box:
+    def __init__(self):
+        self.bus, self.daemons, self.peer = Bus(), Daemons(LOGS), Peer()
+        self.calls = []
+        self.siblings = {interface: Sibling(interface, self.calls) for interface in SIBLINGS}
+        self.sound = self.management = None
+        self.logind = Logind()
+        self.requests, self.done = [], []
+        self.bus.connection.signal_subscribe(None, 'org.vantor.platform.Pairing1', None, None, None,
+                                             Gio.DBusSignalFlags.NONE, self._asked)
+        self.peer_address = self.address = None
+
+    def _asked(self, connection, sender, path, interface, signal, arguments):
+        {'Request': self.requests, 'Done': self.done}[signal].append(arguments.unpack())
+
+    # The machine
+
+    def air_comes(self):
+        """What is between all: an emulator of controllers, and the way of the other machine to it."""
+        self.daemons.start('btvirt', 'btvirt', '-s')
+        wait(lambda: os.path.exists('/tmp/bt-server-bredrle'), 'the emulator of controllers is there')
+        self.daemons.start('air', 'python3', f'{HERE}/relay.py', 'air', 'port:air', 'unix:/tmp/bt-server-bredrle')
+        self.radio_comes()
+        self.peer.become('phone')
+
+    def radio_comes(self):
+        """The box's adapter is plugged in."""
+        self.daemons.start('radio', 'python3', f'{HERE}/relay.py', 'box', 'vhci', 'unix:/tmp/bt-server-bredrle')
+        wait(lambda: os.path.isdir('/sys/class/bluetooth/hci0'), 'the kernel has an adapter')
+        self.strength(-42)
+
+    def radio_goes(self):
+        self.daemons.stop('radio')
+        wait(lambda: not os.path.isdir('/sys/class/bluetooth/hci0'), 'the kernel has no adapter')
+
+    def strength(self, value):
+        wait(lambda: os.path.exists('/run/relay.box'), 'the relay listens')
+        tell_relay('box', rssi=value)
+
+    def inject(self, packet):
+        tell_relay('box', inject=packet)
+
+    def commands(self, opcode):
+        """The parameters of each command with this opcode that the box gave its controller, the oldest first."""
+        with open('/run/commands.box') as file:
+            rows = [line.split() for line in file]
+        return [bytes.fromhex(row[2] if len(row) > 2 else '') for row in rows if row[1] == f'{opcode:04x}']
+
+    def answers_pages(self):
+        """Whether the controller was told to answer who calls on it. The emulated one answers anyway, and there is no
+        such socket to try it with that this kernel survives."""
+        with open('/run/commands.box') as file:
+            rows = [line.split() for line in file if line.split()[1] in ('0c1a', '0c03')]
+        return bool(rows and rows[-1][1] == '0c1a' and int(rows[-1][2], 16) & 2)
+
+    def bluetoothd(self, auto_enable=False):
+        self.daemons.stop('bluetoothd')
+        with open('/run/bluetoothd.conf', 'w') as file:
+            file.write('[General]\nClass = 0x08043c\nDiscoverableTimeout = 0\nPairableTimeout = 0\n'
+                       f'[Policy]\nAutoEnable = {str(auto_enable).lower()}\n[GATT]\nChannels = 1\n')
+        self.daemons.start('bluetoothd', BLUETOOTHD, '-n', '-d', '-f', '/run/bluetoothd.conf')
+        wait(lambda: self.bus.adapter().get('Powered') in ([True] if auto_enable else [True, False]),
+             'the Bluetooth daemon has its adapter', 30)
+        self.address = self.bus.adapter()['Address']
+
+    def restart_bluetoothd(self):
+        """Stopped in order, as an upgrade does it, and started again."""
+        self.daemons.stop('bluetoothd')
+        self.daemons.start('bluetoothd', BLUETOOTHD, '-n', '-d', '-f', '/run/bluetoothd.conf')
+
+    def reset(self, peer, auto_enable=False, settings=(), features=()):
+        """A box on which nothing was ever done, and another device beside it."""
+        becoming = self.peer.begin('become', peer)
+        self.daemons.stop('service')
+        self.sound_goes()
+        self.daemons.stop('bluetoothd')
+        if not self.daemons.lives('radio'):
+            self.radio_comes()
+        for folder in (PERSISTENT, MEMORY, KEEPERS):
+            shutil.rmtree(folder, ignore_errors=True)
+        for name in os.listdir('/var/lib/bluetooth'):
+            shutil.rmtree(f'/var/lib/bluetooth/{name}')
+        for name in ('/tmp/app_ready', '/tmp/solar', '/tmp/.bt_irmonitor'):
+            if os.path.exists(name):
+                os.unlink(name)
+        self.features(*features)
+        self.bluetoothd(auto_enable)
+        self.peer_address = self.peer.end(becoming, 'becoming')
+        for interface in SIBLINGS:
+            self.siblings[interface].come()
+        self.forget_calls()
+        self.settings(*settings)
+
+    def features(self, *lines):
+        os.makedirs(KEEPERS, exist_ok=True)
+        with open(f'{KEEPERS}/test.conf', 'w') as file:
+            file.write('\n'.join(lines) + '\n')
+
+    def sound_comes(self, service=sound.SOURCE):
+        self.sound = sound.Endpoint(self.bus, service)
+
+    def sound_goes(self):
+        if self.sound:
+            self.sound.withdraw()
+        self.sound = None
+
+    # The service
+
+    def service(self):
+        self.daemons.start('service', f'{TREE}/build/debug/vyrel-lite', G_DEBUG='fatal-criticals')
+        wait(lambda: self.bus.owner(SERVICE), 'the service is on the bus', 20)
+
+    def service_up(self):
+        """The service, its adapter, and all that it sets up there."""
+        self.service()
+        wait(self.is_set_up, 'the adapter is set up', 20)
+
+    def is_set_up(self):
+        adapter = self.bus.adapter()
+        return adapter.get('Powered') and UUID in adapter.get('UUIDs', []) and adapter.get('Discoverable')
+
+    def stop_service(self):
+        return self.daemons.stop('service')
+
+    def service_log(self):
+        with open(f'{LOGS}/service.log', errors='replace') as file:
+            return file.read()
+
+    # What the siblings got
+
+    def forget_calls(self):
+        self.calls.clear()
+        self.requests.clear()
+        self.done.clear()
+        self.logind.asked.clear()
+
+    def got(self, method, *arguments, seconds=15):
+        """The call has come, or comes; nothing said about arguments, any will do."""
+        def found():
+            return any(call[0] == method and (not arguments or call[2] == arguments) for call in self.calls)
+        try:
+            wait(found, f'{method}{arguments or ""}', seconds)
+        except TimeOut as error:
+            raise TimeOut(f'{error}; there were {self.names()}') from None
+
+    def count(self, method):
+        return sum(1 for call in self.calls if call[0] == method)
+
+    def names(self):
+        return [f'{call[0]}{call[2]}' for call in self.calls]
+
+    def answers(self, method, *arguments):
+        """Answer a pairing request, as the connection manager does: later, on the platform's object."""
+        kinds = {'AnswerAuthentication': '(sbs)', 'AnswerConsent': '(sb)', 'AnswerService': '(sibb)'}
+        self.bus.call('/org/vantor/platform', 'org.vantor.platform.Pairing1', method,
+                      GLib.Variant(kinds[method], arguments), PLATFORM)
+
+    def key_combination(self, code):
+        self.bus.connection.emit_signal(None, '/com/tarnwick/dbus/ping', 'keyrouter.dbus.Signal', 'KEY_COMBINATION',
+                                        GLib.Variant('(i)', (code,)))
+
+    def power(self, method, *numbers):
+        self.bus.call('/org/vantor/platform', 'org.vantor.platform.Power1', method,
+                      GLib.Variant(f'({"i" * len(numbers)})', numbers), PLATFORM)
+
+    # What stands in the settings, and among the usage events
+
+    def settings(self, *pairs):
+        for key, value in pairs:
+            kind = {bool: '--bool', int: '--int', str: '--string'}[type(value)]
+            shown = str(value).lower() if isinstance(value, bool) else str(value)
+            self._settings('set', key, kind, shown)
+
+    def setting(self, key):
+        said = self._settings('get', key)
+        return said
+
+    def _settings(self, *words):
+        done = subprocess.run([f'{TREE}/build/debug/tools/vyrel-settings/vyrel-settings', *words], text=True,
+                              stdin=subprocess.DEVNULL, capture_output=True, timeout=20)
+        if done.returncode != 0 and words[0] == 'set':
+            raise RuntimeError(done.stderr)
+        return done.stdout.removesuffix('\n') if done.returncode == 0 else None
+
+    def wait_setting(self, key, value, seconds=10):
+        try:
+            wait(lambda: self.setting(key) == value, f'{key} is {value!r}', seconds)
+        except TimeOut as error:
+            raise TimeOut(f'{error}; it is {self.setting(key)!r}') from None
+
+    def usage(self):
+        try:
+            with open(f'{PERSISTENT}/kpi/events.jsonl') as file:
+                return [json.loads(line) for line in file]
+        except FileNotFoundError:
+            return []
+
+    # Its devices
+
+    def device(self, address=None):
+        return self.bus.device(address or self.peer_address)[1]
+
+    def device_path(self, address=None):
+        return self.bus.device(address or self.peer_address)[0]
+
+    def wait_device(self, name, value, seconds=20):
+        wait(lambda: self.device().get(name) == value, f'{name} of the other device is {value}', seconds)
+
+    def on_device(self, method, seconds=45):
+        self.bus.call(self.device_path(), DEVICE, method, seconds=seconds)
+
+    def trust(self):
+        self.bus.set(self.device_path(), DEVICE, 'Trusted', boolean(True))
+
+    def forget_device(self):
+        self.bus.call(HCI, ADAPTER, 'RemoveDevice', GLib.Variant('(o)', (self.device_path(),)))
+
+    def manage(self):
+        self.management = self.management or Management()
+        return self.management
+
+
+def check(what, is_so, detail=''):
+    """What has to be; said on the console either way."""
+    if not is_so:
+        raise AssertionError(f'{what}{": " if detail != "" else ""}{detail if detail != "" else ""}')
+    print(f'@+ {what}')
+
+
+def equal(what, found, wanted):
+    check(what, found == wanted, f'{found!r} instead of {wanted!r}' if found != wanted else '')
+
+
+def words_of(function):
+    return function.__name__.removeprefix('test_').replace('_', ' ')
+
+
+def run_suite(box, name):
+    module = importlib.import_module(name)
+    failed = False
+    for case in (value for key, value in vars(module).items() if key.startswith('test_')):
+        begun = time.monotonic()
+        try:
+            case(box)
+            print(f'@pass {name} {time.monotonic() - begun:.1f} {words_of(case)}')
+        except Exception as error: # a test may fail in any way
+            failed = True
+            print(f'@fail {name} {time.monotonic() - begun:.1f} {words_of(case)}')
+            for line in (traceback.format_exc().splitlines()[-9:-1] + str(error).splitlines()):
+                print(f'@! {line}')
+    return not failed
+
+
+def main():
+    with open('/proc/cmdline') as file:
+        suites = re.search(r' vyrel\.suites=(\S+)', file.read())[1].split(',')
+    box = Box()
+    wait(lambda: answered(box), 'the other machine is up', 60)
+    print(f'@up {open("/proc/uptime").read().split()[0]}')
+    box.air_comes()
+    whole = True
+    for name in suites:
+        print(f'@suite {name}')
+        begun = time.monotonic()
+        whole = run_suite(box, name) and whole
+        print(f'@end {name} {time.monotonic() - begun:.1f}')
+    if 'vyrel.shell' in open('/proc/cmdline').read():
+        print('@shell')
+        os.environ['PS1'] = 'box# '
+        subprocess.run(['/bin/sh', '-i'])
+    try:
+        box.peer.leave(seconds=3)
+    except TimeOut:
+        pass
+    for name in list(box.daemons.running):
+        box.daemons.stop(name)
+    sys.stdout.flush()
+    os._exit(0 if whole else 1)
+
+
+def answered(box):
+    try:
+        return box.peer.hello(seconds=2)
+    except TimeOut:
+        return None
+
+
+if __name__ == '__main__':
+    sys.modules['box'] = sys.modules['__main__']
+    main()

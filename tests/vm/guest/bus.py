@@ -1,0 +1,251 @@
+"""The system bus of a machine, and its Bluetooth daemon, as a test uses them: one thread, one loop; who waits goes on
+answering others meanwhile."""
+
+import ctypes
+import os
+import socket
+import struct
+import subprocess
+import time
+
+from gi.repository import Gio, GLib
+
+BLUEZ, ADAPTER, DEVICE = 'org.bluez', 'org.bluez.Adapter1', 'org.bluez.Device1'
+PROPERTIES, MANAGER = 'org.freedesktop.DBus.Properties', 'org.freedesktop.DBus.ObjectManager'
+HCI = '/org/bluez/hci0'
+
+
+class TimeOut(Exception):
+    pass
+
+
+class Refused(Exception):
+    """An error that the other side answered with; its name in the first argument."""
+
+
+def wait(condition, what, seconds=15):
+    """Run the loop until the condition gives something true, which is returned."""
+    end = time.monotonic() + seconds
+    tick = GLib.timeout_add(20, lambda: True)
+    try:
+        while not (found := condition()):
+            if time.monotonic() > end:
+                raise TimeOut(f'not within {seconds:g} s: {what}')
+            GLib.MainContext.default().iteration(True)
+        return found
+    finally:
+        GLib.source_remove(tick)
+
+
+def pass_time(seconds):
+    end = time.monotonic() + seconds
+    wait(lambda: time.monotonic() >= end, 'time passes', seconds + 5)
+
+
+def stays(condition, what, seconds):
+    """The condition is true all the time."""
+    end = time.monotonic() + seconds
+
+    def over():
+        if not condition():
+            raise AssertionError(f'not for {seconds:g} s: {what}')
+        return time.monotonic() >= end
+    wait(over, what, seconds + 5)
+
+
+def connect():
+    return Gio.DBusConnection.new_for_address_sync(
+        'unix:path=/run/dbus/system_bus_socket',
+        Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION, None, None)
+
+
+class Asked:
+    """A call whose answer comes later."""
+
+    def __init__(self, what):
+        self.what, self.done, self.answer, self.error = what, False, None, None
+
+    def result(self, seconds=30):
+        wait(lambda: self.done, f'{self.what} is answered', seconds)
+        if self.error:
+            raise Refused(*self.error)
+        return self.answer
+
+
+class Bus:
+    def __init__(self):
+        self.connection = connect()
+
+    def ask(self, path, interface, method, arguments=None, name=BLUEZ, seconds=60):
+        asked = Asked(f'{interface}.{method}')
+
+        def answered(connection, result):
+            asked.done = True
+            try:
+                asked.answer = connection.call_finish(result).unpack()
+            except GLib.Error as error:
+                asked.error = (Gio.DBusError.get_remote_error(error) or 'lost', error.message)
+        self.connection.call(name, path, interface, method, arguments, None, Gio.DBusCallFlags.NO_AUTO_START,
+                             int(seconds * 1000), None, answered)
+        return asked
+
+    def call(self, path, interface, method, arguments=None, name=BLUEZ, seconds=30):
+        answer = self.ask(path, interface, method, arguments, name, seconds).result(seconds + 5)
+        return answer[0] if len(answer) == 1 else answer
+
+    def owner(self, name):
+        try:
+            return self.call('/org/freedesktop/DBus', 'org.freedesktop.DBus', 'GetNameOwner',
+                             GLib.Variant('(s)', (name,)), 'org.freedesktop.DBus')
+        except Refused:
+            return None
+
+    # BlueZ
+
+    def objects(self):
+        try:
+            return self.call('/', MANAGER, 'GetManagedObjects')
+        except Refused:
+            return {}
+
+    def get(self, path, interface, name):
+        return self.call(path, PROPERTIES, 'Get', GLib.Variant('(ss)', (interface, name)))
+
+    def set(self, path, interface, name, value):
+        self.call(path, PROPERTIES, 'Set', GLib.Variant('(ssv)', (interface, name, value)))
+
+    def device(self, address):
+        """Path and properties of a device; nothing when the daemon does not know it."""
+        for path, interfaces in self.objects().items():
+            if interfaces.get(DEVICE, {}).get('Address') == address:
+                return path, interfaces[DEVICE]
+        return None, {}
+
+    def adapter(self):
+        return self.objects().get(HCI, {}).get(ADAPTER, {})
+
+
+class Daemons:
+    """The programs of a machine, by the names that a test gives them."""
+
+    def __init__(self, logs):
+        self.logs, self.running = logs, {}
+        os.makedirs(logs, exist_ok=True)
+
+    def start(self, name, *command, **environment):
+        with open(f'{self.logs}/{name}.log', 'ab') as log:
+            self.running[name] = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=log, stderr=log,
+                                                  env={**os.environ, **environment})
+
+    def stop(self, name, how='terminate'):
+        process = self.running.pop(name, None)
+        if process is None:
+            return None
+        getattr(process, how)()
+        try:
+            return wait_for(process)
+        except TimeOut:
+            process.kill()
+            wait_for(process)
+            raise
+
+    def lives(self, name):
+        return name in self.running and self.running[name].poll() is None
+
+
+def wait_for(process):
+    wait(lambda: process.poll() is not None, f'{process.args[0]} ends', 10)
+    return process.returncode
+
+
+class Management:
+    """The kernel's management socket. Python cannot bind one to its channel, so the C library does."""
+
+    ANY, CONTROL = 0xffff, 3
+    COMPLETE, STATUS = 1, 2
+    PAIR, UNPAIR, DISCONNECT, INFORMATION = 0x19, 0x1b, 0x14, 0x31
+
+    def __init__(self):
+        self.socket = socket.socket(socket.AF_BLUETOOTH, socket.SOCK_RAW | socket.SOCK_NONBLOCK, socket.BTPROTO_HCI)
+        address = struct.pack('HHH', socket.AF_BLUETOOTH, self.ANY, self.CONTROL)
+        if ctypes.CDLL(None, use_errno=True).bind(self.socket.fileno(), address, len(address)) != 0:
+            raise OSError(ctypes.get_errno(), 'bind')
+        self.answers = []
+        GLib.io_add_watch(self.socket.fileno(), GLib.IO_IN, self._read)
+
+    def _read(self, *_):
+        packet = self.socket.recv(4096)
+        event, _, length = struct.unpack_from('<HHH', packet)
+        if event in (self.COMPLETE, self.STATUS) and length >= 3:
+            opcode, status = struct.unpack_from('<HB', packet, 6)
+            self.answers.append((opcode, status, packet[9:]))
+        return True
+
+    def send(self, opcode, parameters, index=0):
+        self.answers = [answer for answer in self.answers if answer[0] != opcode]
+        self.socket.send(struct.pack('<HHH', opcode, index, len(parameters)) + parameters)
+
+    def answer(self, opcode, seconds=40):
+        """Status and the rest of what the kernel answers."""
+        return wait(lambda: next(((status, rest) for code, status, rest in self.answers if code == opcode), None),
+                    f'management command {opcode:#x} is answered', seconds)
+
+    @staticmethod
+    def address(text, kind=0):
+        return bytes.fromhex(text.replace(':', ''))[::-1] + bytes([kind])
+
+    # Kinds of addresses: 0 classic, 1 public on low energy. Capability: 0 display, 1 yes and no, 3 neither.
+    def pair(self, text, kind=0, capability=1):
+        self.send(self.PAIR, self.address(text, kind) + bytes([capability]))
+
+
+def tell_relay(name, **words):
+    import json
+    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender:
+        sender.sendto(json.dumps(words).encode(), f'/run/relay.{name}')
+
+
+def text(value):
+    return GLib.Variant('s', value)
+
+
+def boolean(value):
+    return GLib.Variant('b', value)
+
+
+def inquire(seconds=1.28):
+    """Ask all around on classic Bluetooth, as the controller's own command does it: address, class and response of each.
+
+    The emulator of controllers dies of an inquiry that is broken off, so this one runs to its end."""
+    raw = socket.socket(socket.AF_BLUETOOTH, socket.SOCK_RAW | socket.SOCK_NONBLOCK, socket.BTPROTO_HCI)
+    events = {'complete': 0x01, 'extended': 0x2f}
+    mask = [sum(1 << (code - 32 * word) for code in events.values() if 32 * word <= code < 32 * word + 32)
+            for word in (0, 1)]
+    raw.setsockopt(0, 2, struct.pack('IIIH2x', 1 << 4, *mask, 0)) # SOL_HCI, HCI_FILTER: of the events, these
+    raw.bind((0,))
+    found = {}
+    raw.send(bytes.fromhex('010104') + b'\x05' + bytes.fromhex('338b9e') + bytes([round(seconds / 1.28), 0]))
+
+    def over():
+        try:
+            packet = raw.recv(300)
+        except BlockingIOError:
+            return False
+        if packet[1] == events['extended']:
+            address = ':'.join(f'{byte:02X}' for byte in packet[9:3:-1])
+            found[address] = {'class': packet[14:11:-1].hex(), 'response': packet[18:].hex()}
+        return packet[1] == events['complete']
+    try:
+        wait(over, 'the inquiry ends', 10)
+    finally:
+        raw.close()
+    return found
+
+
+def parts(response):
+    """The parts of a response or an advertisement, by their type."""
+    found, data = {}, bytes.fromhex(response)
+    while data and data[0]:
+        found[data[1]] = data[2:1 + data[0]]
+        data = data[1 + data[0]:]
+    return found

@@ -1,0 +1,181 @@
+#!/usr/bin/python3
+"""Carry Bluetooth packets between a machine's host side and its emulated controller.
+
+    relay.py NAME END END
+
+An END is "vhci" (the kernel's virtual controller), "unix:PATH" or "port:NAME" (a serial port to the other machine).
+Whoever has the kernel's end can be told things, as JSON datagrams to /run/relay.NAME:
+
+    {"rssi": -42}           the strength of links and of what is heard, from now on
+    {"inject": "040504..."} one packet to the host side, as if the controller had sent it
+    {"pause": 0.15}         seconds before each packet of a pairing on low energy: both machines are so much slower than
+                            real ones that the other's daemon would be asked before it has heard of the link
+
+and writes every command of the host side to /run/commands.NAME: a line of seconds, opcode and parameters.
+"""
+
+import json
+import os
+import select
+import socket
+import struct
+import sys
+import time
+
+COMMAND, ACL, EVENT = 1, 2, 4
+# Where the length of the rest stands in the header, by kind of packet: offset and format.
+LENGTHS = {1: (3, 'B'), 2: (3, '<H'), 3: (3, 'B'), 4: (2, 'B'), 5: (3, '<H')}
+READ_RSSI = 0x1405
+LE_META, LE_REPORT, LE_EXTENDED_REPORT = 0x3e, 0x02, 0x0d
+COMMAND_COMPLETE = 0x0e
+PAIRING = b'\x06\x00' # the fixed channel of the security manager
+
+
+class Kernel:
+    """The kernel's virtual controller: whole packets already."""
+
+    def __init__(self):
+        self.fd = os.open('/dev/vhci', os.O_RDWR)
+        os.write(self.fd, b'\xff\x00')
+        if os.read(self.fd, 16)[0] != 0xff:
+            sys.exit('the kernel makes no virtual controller')
+
+    def packets(self):
+        packet = os.read(self.fd, 65536)
+        return [packet] if packet else []
+
+    def write(self, packet):
+        os.write(self.fd, packet)
+
+
+class Stream:
+    """A stream of packets, each with its kind in front."""
+
+    def __init__(self, fd, what):
+        self.fd, self.what, self.left = fd, what, b''
+
+    def packets(self):
+        data = os.read(self.fd, 65536)
+        if not data:
+            if self.what.startswith('unix:'):
+                sys.exit(f'{self.what} has ended')
+            time.sleep(0.05)
+        self.left += data
+        whole = []
+        while self.left:
+            offset, form = LENGTHS.get(self.left[0]) or sys.exit(f'{self.what} sends nonsense')
+            head = offset + struct.calcsize(form)
+            if len(self.left) < head:
+                break
+            end = head + (struct.unpack_from(form, self.left, offset)[0] & (0x3fff if self.left[0] == 5 else 0xffff))
+            if len(self.left) < end:
+                break
+            whole.append(self.left[:end])
+            self.left = self.left[end:]
+        return whole
+
+    def write(self, packet):
+        while packet:
+            packet = packet[os.write(self.fd, packet):]
+
+
+def patiently(attempt, seconds=10):
+    end = time.monotonic() + seconds
+    while True:
+        try:
+            return attempt()
+        except OSError:
+            if time.monotonic() > end:
+                raise
+            time.sleep(0.05)
+
+
+def port(name):
+    for device in os.listdir('/sys/class/virtio-ports'):
+        with open(f'/sys/class/virtio-ports/{device}/name') as file:
+            if file.read().strip() == name:
+                return os.open(f'/dev/{device}', os.O_RDWR)
+    raise FileNotFoundError(name)
+
+
+def connected(path):
+    plug = socket.socket(socket.AF_UNIX)
+    plug.connect(path)
+    return plug.detach()
+
+
+def opened(end):
+    if end == 'vhci':
+        return Kernel()
+    kind, _, rest = end.partition(':')
+    return Stream(patiently(lambda: connected(rest) if kind == 'unix' else port(rest)), end)
+
+
+class Relay:
+    def __init__(self, name, near, far):
+        self.near, self.far = opened(near), opened(far)
+        self.rssi, self.pause = None, 0
+        self.told = self.commands = None
+        if near == 'vhci':
+            path = f'/run/relay.{name}'
+            if os.path.exists(path):
+                os.unlink(path)
+            self.told = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+            self.told.bind(path)
+            self.commands = open(f'/run/commands.{name}', 'a', buffering=1)
+
+    def outward(self, packet):
+        if packet[0] == COMMAND and self.commands:
+            opcode, = struct.unpack_from('<H', packet, 1)
+            self.commands.write(f'{time.monotonic():.3f} {opcode:04x} {packet[4:].hex()}\n')
+        if self.pause and packet[0] == ACL and packet[7:9] == PAIRING:
+            time.sleep(self.pause)
+        self.far.write(one_notification(packet))
+
+    def inward(self, packet):
+        self.near.write(packet if self.rssi is None else self.with_strength(packet))
+
+    def with_strength(self, packet):
+        """btvirt knows no distance: every strength that it tells is a constant of its own."""
+        strength = struct.pack('b', self.rssi)
+        if packet[0] != EVENT:
+            return packet
+        if packet[1] == LE_META and packet[3] == LE_REPORT:
+            return packet[:-1] + strength
+        if packet[1] == LE_META and packet[3] == LE_EXTENDED_REPORT:
+            return packet[:18] + strength + packet[19:]
+        if packet[1] == COMMAND_COMPLETE and struct.unpack_from('<H', packet, 4)[0] == READ_RSSI:
+            return packet[:-1] + strength
+        return packet
+
+    def run(self):
+        ends = [self.near.fd, self.far.fd] + ([self.told.fileno()] if self.told else [])
+        while True:
+            ready, _, _ = select.select(ends, [], [])
+            if self.near.fd in ready:
+                for packet in self.near.packets():
+                    self.outward(packet)
+            if self.far.fd in ready:
+                for packet in self.far.packets():
+                    self.inward(packet)
+            if self.told and self.told.fileno() in ready:
+                words = json.loads(self.told.recv(65536))
+                self.rssi, self.pause = words.get('rssi', self.rssi), words.get('pause', self.pause)
+                if 'inject' in words:
+                    self.near.write(bytes.fromhex(words['inject']))
+
+
+def one_notification(packet):
+    """bluetoothd's server packs a single notification as a multiple one, which its own client of input devices does not
+    understand: an ordinary notification again."""
+    if packet[:1] != bytes([ACL]) or len(packet) < 14 or packet[7:10] != b'\x04\x00\x23':
+        return packet
+    handle, (length,) = packet[10:12], struct.unpack_from('<H', packet, 12)
+    if len(packet) != 14 + length:
+        return packet
+    pdu = b'\x1b' + handle + packet[14:]
+    return packet[:3] + struct.pack('<HHH', len(pdu) + 4, len(pdu), 4) + pdu
+
+
+if __name__ == '__main__':
+    Relay(*sys.argv[1:]).run()
