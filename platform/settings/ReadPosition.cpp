@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <limits>
@@ -18,17 +17,17 @@
 namespace settings {
 namespace {
 
-// The position of one watcher, INT64_MAX when it is gone.
+// The position of one watcher, INT64_MAX when it is gone; 0 when it cannot be read, also because its file went in this
+// moment: the next cleaning makes up for it.
 std::int64_t PositionIn(const std::string& path)
 {
-    constexpr std::int64_t kNobody = std::numeric_limits<std::int64_t>::max();
     const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (!file.IsOpen()) {
-        return errno == ENOENT ? kNobody : 0;
+        return 0;
     }
     if (flock(file.Get(), LOCK_EX | LOCK_NB) == 0) {
         unlink(path.c_str());
-        return kNobody;
+        return std::numeric_limits<std::int64_t>::max();
     }
     std::int64_t position = 0;
     return pread(file.Get(), &position, sizeof position, 0) == sizeof position ? position : 0;

@@ -7,13 +7,17 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
 #include <fstream>
+#include <limits>
 #include <sstream>
 
 namespace settings {
@@ -282,6 +286,45 @@ TEST_F(FaultsTest, WithoutABellTheWriteHolds)
     int number = 0;
     EXPECT_EQ(store.GetInt("db/key", &number), kOk);
     EXPECT_EQ(number, 2);
+}
+
+TEST_F(FaultsTest, WhatIsNoBellIsNeitherRungNorWaitedFor)
+{
+    const std::string letter = m_root + "/letter.txt";
+    WriteFile(letter, "not a bell");
+    const auto written = std::filesystem::file_time_type::min() + std::chrono::hours(1);
+    std::filesystem::last_write_time(letter, written);
+    std::filesystem::create_directories(WatchersFolder());
+    std::filesystem::create_symlink(letter, WatchersFolder() + "/db.bell");
+    ASSERT_EQ(mkfifo((WatchersFolder() + "/memory.bell").c_str(), 0600), 0);
+    Store store(m_folders);
+    CaptureStderr();
+    EXPECT_EQ(store.Set("db/key", 1), kOk);
+    EXPECT_EQ(store.Set("memory/key", 1), kOk);
+    EXPECT_THAT(GetCapturedStderr(), AllOf(HasSubstr("/db.bell: Too many levels of symbolic links\n"),
+                                           HasSubstr("/memory.bell: No such device or address\n")));
+    EXPECT_EQ(std::filesystem::last_write_time(letter), written);
+}
+
+TEST_F(FaultsTest, WhatIsNoPositionIsNeitherFollowedNorWaitedFor)
+{
+    ReadPosition positions(WatchersFolder(), "db");
+    const std::string letter = m_root + "/letter.txt";
+    WriteFile(letter, "not a position");
+    std::filesystem::create_directories(WatchersFolder());
+    ASSERT_EQ(mkfifo((WatchersFolder() + "/db-fifo").c_str(), 0600), 0);
+    EXPECT_EQ(positions.Lowest(), std::numeric_limits<std::int64_t>::max());
+    {
+        WriteFile(WatchersFolder() + "/db-short", "abc");
+        const FileDescriptor held(open((WatchersFolder() + "/db-short").c_str(), O_RDONLY | O_CLOEXEC));
+        ASSERT_EQ(flock(held.Get(), LOCK_EX), 0);
+        EXPECT_EQ(positions.Lowest(), 0) << "its watcher has told nothing yet";
+    }
+    EXPECT_EQ(positions.Lowest(), std::numeric_limits<std::int64_t>::max());
+    std::filesystem::create_symlink(letter, WatchersFolder() + "/db-link");
+    EXPECT_EQ(positions.Lowest(), 0) << "it may be somebody's who reads";
+    EXPECT_EQ(ReadPosition(letter, "db").Lowest(), 0) << "nobody can look";
+    EXPECT_EQ(ReadPosition(m_root + "/missing", "db").Lowest(), std::numeric_limits<std::int64_t>::max());
 }
 
 TEST_F(FaultsTest, AFileKeptLockedHoldsUpOneCallForLessThanASecondAndTheNextOnesHardly)

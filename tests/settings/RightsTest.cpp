@@ -247,6 +247,24 @@ TEST_F(RightsTest, AFolderThatIsNotTheStoresAloneKeepsItsRights)
     EXPECT_EQ(ModeOf(m_folders.memory), 01777U);
 }
 
+TEST_F(RightsTest, AFileThatCannotBeGivenToTheFoldersGroupIsNotOpenedToItsMakers)
+{
+    // Its owner is no member of the folder's group, and without the folder's set-group bit a file has the maker's.
+    MakeFolders(0770, IsRoot() ? kOtherUser : geteuid(), IsRoot() ? kSomeGroup : getegid());
+    EXPECT_TRUE(HoldsForAnotherUser({}, [this] {
+        return WritesAndHears(1) && ModeOf(PersistentFile()) == 0600 && ModeOf(WatchersFolder()) == 02700;
+    }));
+}
+
+TEST_F(RightsTest, AFolderInPlaceOfAFileKeepsItsRights)
+{
+    const std::string folder = m_root + "/folder";
+    std::filesystem::create_directory(folder);
+    ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
+    ApplyRights(folder, Rights{false, geteuid(), getegid()});
+    EXPECT_EQ(ModeOf(folder), 0755U);
+}
+
 TEST_F(RightsTest, ALinkDoesNotLeadToTheRightsOfAnotherFile)
 {
     const std::string letter = m_root + "/letter.txt";
