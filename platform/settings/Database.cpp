@@ -32,9 +32,7 @@ namespace {
 
 // A full write-ahead log of the usual writes has about 1 MiB and is used over and over. After a longer one, as big
 // values or a reader that holds it up make it, the file is cut to this.
-constexpr const char* kConfigure = "PRAGMA cache_size = -128;"
-                                   "PRAGMA journal_size_limit = 2097152;"
-                                   "PRAGMA cell_size_check = ON;";
+constexpr const char* kConfigure = "PRAGMA cache_size = -128; PRAGMA journal_size_limit = 2097152;";
 
 // How long an operation waits for others, in all: for the first file that this process waits for, for a second one
 // while the first is still held, and for one that was waited for in vain before. So a start is held up for 0.9 s, and a
@@ -515,7 +513,8 @@ void Database::Abandon(const std::string& removed)
 }
 
 // Whether the file is gone or its name stands for another one. A file that is moved counts as changed, like one that
-// was written to, which happens once in hundreds of writes; only then the name is looked up.
+// was written to, which happens once in hundreds of writes; only then the name is looked up. The count of names tells
+// what the time of the change does not on kernels that stamp files every few milliseconds only.
 bool Database::IsReplaced()
 {
     struct stat ours
