@@ -11,6 +11,8 @@
 #include <gio/gio.h>
 #include <gtest/gtest.h>
 
+#include <bt_device.h>
+
 #include <algorithm>
 #include <iterator>
 #include <utility>

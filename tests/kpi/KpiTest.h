@@ -1,9 +1,12 @@
 #pragma once
 
+#include "sim/Settings.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
