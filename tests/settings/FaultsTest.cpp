@@ -96,10 +96,7 @@ TEST_F(FaultsTest, AFileOfAnotherReleaseIsReportedAndLeftAsItIs)
         Store store(m_folders);
         ASSERT_EQ(store.Set("db/key", 1), kOk);
     }
-    sqlite3* connection = nullptr;
-    ASSERT_EQ(sqlite3_open(PersistentFile().c_str(), &connection), SQLITE_OK);
-    sqlite3_exec(connection, "PRAGMA user_version = 99", nullptr, nullptr, nullptr);
-    sqlite3_close(connection);
+    RunSql("PRAGMA user_version = 99");
     ExpectPersistentSideUnusable("it is of version 99");
 }
 
@@ -109,10 +106,7 @@ TEST_F(FaultsTest, AMissingTableIsReported)
         Store store(m_folders);
         ASSERT_EQ(store.Set("db/key", 1), kOk);
     }
-    sqlite3* connection = nullptr;
-    ASSERT_EQ(sqlite3_open(PersistentFile().c_str(), &connection), SQLITE_OK);
-    sqlite3_exec(connection, "DROP TABLE setting; DROP TABLE change", nullptr, nullptr, nullptr);
-    sqlite3_close(connection);
+    RunSql("DROP TABLE setting; DROP TABLE change");
     Store store(m_folders);
     int number = 7;
     CaptureStderr();
@@ -252,10 +246,7 @@ TEST_F(FaultsTest, ADamagedFileDoesNotHoldUpTheNoticesOfTheOther)
     Recorder recorder;
     ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
     ASSERT_EQ(store.Watch("memory/key", &Recorder::OnChange, &recorder), kOk);
-    sqlite3* connection = nullptr;
-    ASSERT_EQ(sqlite3_open(PersistentFile().c_str(), &connection), SQLITE_OK);
-    sqlite3_exec(connection, "DROP TABLE change", nullptr, nullptr, nullptr);
-    sqlite3_close(connection);
+    RunSql("DROP TABLE change");
     CaptureStderr();
     Bell(WatchersFolder() + "/db.bell").Ring();
     ASSERT_EQ(store.Set("memory/key", 1), kOk);

@@ -30,15 +30,6 @@ using ::testing::internal::GetCapturedStderr;
 class FormatTest : public StoreFixture
 {
 protected:
-    void Run(const std::string& sql) const
-    {
-        sqlite3* connection = nullptr;
-        ASSERT_EQ(sqlite3_open(PersistentFile().c_str(), &connection), SQLITE_OK);
-        EXPECT_EQ(sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
-            << sqlite3_errmsg(connection);
-        sqlite3_close(connection);
-    }
-
     std::int64_t Version() const
     {
         sqlite3* connection = nullptr;
@@ -52,21 +43,21 @@ protected:
     void MakeFirstVersion() const
     {
         std::filesystem::create_directories(m_folders.persistent);
-        Run("PRAGMA page_size = 1024; PRAGMA journal_mode = WAL;"
-            "BEGIN IMMEDIATE;"
-            "CREATE TABLE setting(key TEXT PRIMARY KEY, type INTEGER NOT NULL, value NOT NULL) WITHOUT ROWID;"
-            "CREATE TABLE change(id INTEGER PRIMARY KEY, moment INTEGER NOT NULL, key TEXT NOT NULL,"
-            "                    type INTEGER NOT NULL, value NOT NULL);"
-            "CREATE TRIGGER apply AFTER INSERT ON change BEGIN"
-            " INSERT INTO setting(key, type, value) VALUES (new.key, new.type, new.value)"
-            " ON CONFLICT(key) DO UPDATE SET type = excluded.type, value = excluded.value;"
-            " END;"
-            "PRAGMA user_version = 1;"
-            "COMMIT;"
-            "INSERT INTO change VALUES (41, 5, 'db/int', 1, -7), (42, 6, 'db/bool', 0, 1), (43, 7, 'db/text', 2, "
-            "'hello'),"
-            " (44, 8, 'db/bytes', 2, CAST(x'00ff41' AS TEXT)), (45, 9, 'db/low', 1, -2147483648),"
-            " (46, 9, 'db/empty', 2, '')");
+        RunSql("PRAGMA page_size = 1024; PRAGMA journal_mode = WAL;"
+               "BEGIN IMMEDIATE;"
+               "CREATE TABLE setting(key TEXT PRIMARY KEY, type INTEGER NOT NULL, value NOT NULL) WITHOUT ROWID;"
+               "CREATE TABLE change(id INTEGER PRIMARY KEY, moment INTEGER NOT NULL, key TEXT NOT NULL,"
+               "                    type INTEGER NOT NULL, value NOT NULL);"
+               "CREATE TRIGGER apply AFTER INSERT ON change BEGIN"
+               " INSERT INTO setting(key, type, value) VALUES (new.key, new.type, new.value)"
+               " ON CONFLICT(key) DO UPDATE SET type = excluded.type, value = excluded.value;"
+               " END;"
+               "PRAGMA user_version = 1;"
+               "COMMIT;"
+               "INSERT INTO change VALUES (41, 5, 'db/int', 1, -7), (42, 6, 'db/bool', 0, 1), (43, 7, 'db/text', 2, "
+               "'hello'),"
+               " (44, 8, 'db/bytes', 2, CAST(x'00ff41' AS TEXT)), (45, 9, 'db/low', 1, -2147483648),"
+               " (46, 9, 'db/empty', 2, '')");
     }
 
     void ExpectFirstVersionsValues() const
@@ -167,7 +158,8 @@ TEST_F(FormatTest, ProcessesThatFindAnOldFileAtOnceTakeItOverOnce)
 TEST_F(FormatTest, ATakingOverThatFailsLeavesTheOldFile)
 {
     MakeFirstVersion();
-    Run("WITH RECURSIVE number(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM number WHERE n < 300)"
+    RunSql(
+        "WITH RECURSIVE number(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM number WHERE n < 300)"
         " INSERT INTO change(moment, key, type, value) SELECT 10, 'db/many' || n, 2, printf('%0200d', n) FROM number");
     rlimit before{};
     getrlimit(RLIMIT_FSIZE, &before);
@@ -192,8 +184,8 @@ TEST_F(FormatTest, ATakingOverThatFailsLeavesTheOldFile)
 TEST_F(FormatTest, WhatTheFirstReleaseCouldNotReadStaysUnreadable)
 {
     MakeFirstVersion();
-    Run("INSERT INTO setting VALUES('db/type', 7, 1), ('db/big', 1, 99999999999), ('db/words', 1, 'x'),"
-        " ('db/number', 2, 5)");
+    RunSql("INSERT INTO setting VALUES('db/type', 7, 1), ('db/big', 1, 99999999999), ('db/words', 1, 'x'),"
+           " ('db/number', 2, 5)");
     Store store(m_folders);
     Value value(99);
     CaptureStderr();
@@ -263,7 +255,7 @@ TEST_F(FormatTest, ADamagedWriteIsNotTold)
     for (int number = 1; number <= 3; ++number) {
         ASSERT_EQ(database.Set("db/key", number, change), kOk);
     }
-    Run("UPDATE change SET value = 99 WHERE id = 2");
+    RunSql("UPDATE change SET value = 99 WHERE id = 2");
     std::vector<Change> log;
     CaptureStderr();
     EXPECT_EQ(database.ChangesAfter(0, log), kOk);

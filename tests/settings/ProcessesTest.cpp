@@ -115,6 +115,17 @@ void Require(bool condition)
 class ProcessesTest : public StoreFixture
 {
 protected:
+    // A process that opens the store once it reads a number from `start`.
+    std::unique_ptr<Process> MakeWriter(const Pipe& start, const std::function<void(Store&)>& work) const
+    {
+        return std::make_unique<Process>([&] {
+            int go = 0;
+            Require(start.Read(go));
+            Store store(m_folders);
+            work(store);
+        });
+    }
+
     std::vector<std::string> WatcherFiles() const
     {
         std::vector<std::string> files;
@@ -138,10 +149,7 @@ TEST_F(ProcessesTest, ThreeWritersAndNoNoticeIsLostOrOutOfOrder)
         std::vector<std::unique_ptr<Process>> writers;
         writers.reserve(kWriters);
         for (int writer = 0; writer < kWriters; ++writer) {
-            writers.push_back(std::make_unique<Process>([&, writer] {
-                int go = 0;
-                Require(start.Read(go));
-                Store store(m_folders);
+            writers.push_back(MakeWriter(start, [&, writer](Store& store) {
                 for (int number = 0; number < kWrites; ++number) {
                     // A value of each type and of different sizes, every one told from all others.
                     const int value = writer * 100'000 + number;
@@ -186,10 +194,7 @@ TEST_F(ProcessesTest, ThreeWritersAndNoNoticeIsLostOrOutOfOrder)
 TEST_F(ProcessesTest, AWritersNoticesOfBothFilesStayInOrderWhileItWrites)
 {
     Pipe start;
-    Process writer([&] {
-        int go = 0;
-        Require(start.Read(go));
-        Store store(m_folders);
+    const auto writer = MakeWriter(start, [](Store& store) {
         for (int number = 1; number <= 10'000; ++number) {
             // Runs of different lengths on each side.
             Require(store.Set(number % 11 < number % 7 ? "db/key" : "memory/key", number) == kOk);
@@ -207,7 +212,7 @@ TEST_F(ProcessesTest, AWritersNoticesOfBothFilesStayInOrderWhileItWrites)
     for (std::size_t notice = 0; notice < told.size(); ++notice) {
         ASSERT_EQ(told[notice], static_cast<int>(notice) + 1);
     }
-    EXPECT_TRUE(writer.EndedWell());
+    EXPECT_TRUE(writer->EndedWell());
 }
 
 TEST_F(ProcessesTest, AWatcherIsNeverTakenForADeadOneWhileItBegins)
@@ -227,10 +232,7 @@ TEST_F(ProcessesTest, AWatcherIsNeverTakenForADeadOneWhileItBegins)
 TEST_F(ProcessesTest, AWatcherThatIsSlowMissesNothing)
 {
     Pipe start;
-    Process writer([&] {
-        int go = 0;
-        Require(start.Read(go));
-        Store store(m_folders);
+    const auto writer = MakeWriter(start, [](Store& store) {
         for (int number = 1; number <= 10'000; ++number) {
             Require(store.Set("memory/key", number) == kOk);
         }
@@ -246,7 +248,7 @@ TEST_F(ProcessesTest, AWatcherThatIsSlowMissesNothing)
                   &last),
               kOk);
     start.Write(1);
-    ASSERT_TRUE(writer.EndedWell()); // the loop has not run yet
+    ASSERT_TRUE(writer->EndedWell()); // the loop has not run yet
     ASSERT_TRUE(RunUntil([&last] { return last == 10'000; }));
 }
 
@@ -289,10 +291,7 @@ TEST_F(ProcessesTest, ManyProcessesMayMakeTheFilesAtOnce)
         std::vector<std::unique_ptr<Process>> processes;
         processes.reserve(kProcesses);
         for (int process = 0; process < kProcesses; ++process) {
-            processes.push_back(std::make_unique<Process>([&, process] {
-                int go = 0;
-                Require(start.Read(go));
-                Store store(m_folders);
+            processes.push_back(MakeWriter(start, [process](Store& store) {
                 Require(SetInTime(store, "db/key" + std::to_string(process), process));
                 Require(SetInTime(store, "memory/key" + std::to_string(process), process));
             }));

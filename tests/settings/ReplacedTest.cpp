@@ -5,12 +5,18 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/time.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <csignal>
+#include <cstdint>
 #include <fstream>
+#include <utility>
 
 namespace settings {
 namespace {
@@ -169,6 +175,93 @@ TEST_F(ReplacedTest, AnIndexCutToNothingIsMadeAnew)
         EXPECT_EQ(GetCapturedStderr(), Cut(PersistentFile()));
     }
     EXPECT_THAT(recorder.notices, ElementsAre("db/key=1", "db/key=10", "db/key=11", "db/key=20", "db/key=21"));
+}
+
+TEST_F(ReplacedTest, AnIndexIsMadeAnewOnceWritesThatWereBegunMustHaveEnded)
+{
+    Store store(m_folders);
+    ASSERT_EQ(store.Set("db/key", 1), kOk);
+    std::filesystem::resize_file(PersistentFile() + "-shm", 0);
+    const auto start = std::chrono::steady_clock::now();
+    CaptureStderr();
+    EXPECT_EQ(store.Set("db/key", 2), kOk);
+    EXPECT_EQ(GetCapturedStderr(), Cut(PersistentFile()));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(100));
+}
+
+// Does what another process would that found the index cut as well, and was faster.
+class FasterNeighbour
+{
+public:
+    static constexpr off_t kSize = 65'536;
+
+    explicit FasterNeighbour(std::string path)
+    {
+        index = std::move(path);
+        std::signal(SIGALRM, &FasterNeighbour::OnAlarm);
+        const itimerval soon = {{}, {0, 20'000}}; // a fifth of what the slower one waits before it looks again
+        setitimer(ITIMER_REAL, &soon, nullptr);
+    }
+    ~FasterNeighbour()
+    {
+        const itimerval never = {};
+        setitimer(ITIMER_REAL, &never, nullptr);
+        std::signal(SIGALRM, SIG_DFL);
+    }
+    FasterNeighbour(const FasterNeighbour&) = delete;
+    FasterNeighbour& operator=(const FasterNeighbour&) = delete;
+
+private:
+    static void OnAlarm(int /*signal*/)
+    {
+        if (truncate(index.c_str(), kSize) != 0) {
+            _exit(1);
+        }
+    }
+
+    static inline std::string index;
+};
+
+TEST_F(ReplacedTest, AnIndexThatAnotherMadeAnewMeanwhileIsNotCut)
+{
+    const std::string index = PersistentFile() + "-shm";
+    Store store(m_folders);
+    ASSERT_EQ(store.Set("db/key", 1), kOk);
+    std::filesystem::resize_file(index, 0);
+    CaptureStderr();
+    {
+        const FasterNeighbour neighbour(index);
+        EXPECT_EQ(store.Set("db/key", 2), kOk);
+    }
+    GetCapturedStderr();
+    EXPECT_EQ(std::filesystem::file_size(index), static_cast<std::uintmax_t>(FasterNeighbour::kSize));
+    int number = 0;
+    EXPECT_EQ(store.GetInt("db/key", &number), kOk);
+    EXPECT_EQ(number, 2);
+}
+
+TEST_F(ReplacedTest, ALongIndexCutToAPartIsMadeAnew)
+{
+    const std::string index = PersistentFile() + "-shm";
+    Store store(m_folders);
+    ASSERT_EQ(store.Set("db/key", 1), kOk);
+    const std::uintmax_t usual = std::filesystem::file_size(index);
+    sqlite3* reader = nullptr;
+    ASSERT_EQ(sqlite3_open(PersistentFile().c_str(), &reader), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(reader, "BEGIN; SELECT * FROM setting", nullptr, nullptr, nullptr), SQLITE_OK);
+    for (int write = 0; write < 50; ++write) {
+        ASSERT_EQ(store.Set("db/key", std::string(100'000, 'x')), kOk);
+    }
+    sqlite3_close(reader);
+    ASSERT_EQ(store.Set("db/key", 2), kOk);
+    ASSERT_GT(std::filesystem::file_size(index), usual);
+    std::filesystem::resize_file(index, usual);
+    CaptureStderr();
+    EXPECT_EQ(store.Set("db/key", 3), kOk);
+    EXPECT_EQ(GetCapturedStderr(), Cut(PersistentFile()));
+    int number = 0;
+    EXPECT_EQ(store.GetInt("db/key", &number), kOk);
+    EXPECT_EQ(number, 3);
 }
 
 TEST_F(ReplacedTest, AnotherProgramThatFindsTheIndexCutSavesThisOneToo)

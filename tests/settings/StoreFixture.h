@@ -6,6 +6,7 @@
 
 #include <glib.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -87,6 +88,16 @@ protected:
     std::string WatchersFolder() const
     {
         return m_folders.memory + "/watchers";
+    }
+
+    // Does to the persistent file what the store itself never does.
+    void RunSql(const std::string& sql) const
+    {
+        sqlite3* connection = nullptr;
+        ASSERT_EQ(sqlite3_open(PersistentFile().c_str(), &connection), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+            << sqlite3_errmsg(connection);
+        sqlite3_close(connection);
     }
 
     support::TempDir m_folder{"settings-test"}; // throws rather than lead to the settings of this machine

@@ -191,12 +191,7 @@ TEST_F(LateTest, AWatchBegunWhileTheFileCannotBeUsedIsToldOfWhatIsWrittenAfterIt
 {
     // As a row of an earlier start of the machine, which was up for longer then.
     Store(m_folders).Set("db/key", 2);
-    sqlite3* connection = nullptr;
-    ASSERT_EQ(sqlite3_open(PersistentFile().c_str(), &connection), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(connection, "UPDATE change SET moment = 9000000000000000000 WHERE id = 2", nullptr, nullptr,
-                           nullptr),
-              SQLITE_OK);
-    sqlite3_close(connection);
+    RunSql("UPDATE change SET moment = 9000000000000000000 WHERE id = 2");
     {
         const OutOfUse outOfUse(PersistentFile());
         EXPECT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kFailed);
