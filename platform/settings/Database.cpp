@@ -14,7 +14,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -335,8 +334,8 @@ bool Database::Execute(const char* sql)
 // The ids of a replaced file go on after those of the one before, so that watchers take its writes for new ones.
 std::int64_t Database::KnowId(std::int64_t idInFile)
 {
-    m_lastId = std::max(m_lastId, idInFile + m_earlierIds);
-    return idInFile + m_earlierIds;
+    m_lastId = idInFile + m_earlierIds;
+    return m_lastId;
 }
 
 bool Database::Open()

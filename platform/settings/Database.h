@@ -156,7 +156,7 @@ private:
     off_t m_indexSize = 0;
 
     std::int64_t m_earlierIds = 0; // what the ids of this file are raised by, after those of the files before it
-    std::int64_t m_lastId = 0;     // the highest known
+    std::int64_t m_lastId = 0;     // the last that was seen, which is the highest once the log was read
 
     Statement m_get;
     Statement m_set;
