@@ -55,6 +55,7 @@ std::vector<double> CompareDurableSet(const Places& places, int rounds)
     int number = 0;
     // Past the first turn of the write-ahead log: its file has its size then, as it has for all but the first hour.
     for (int warmUp = 0; warmUp < 1000; ++warmUp) {
+        GoOnUnlessStopped();
         WriteSetting(store, ValueOf(++number));
         WriteBare(file, kKey + ValueOf(number));
     }
@@ -63,6 +64,7 @@ std::vector<double> CompareDurableSet(const Places& places, int rounds)
         std::int64_t bare = 0;
         std::int64_t durable = 0;
         for (int write = 0; write < kWritesPerRound; ++write) {
+            GoOnUnlessStopped();
             const std::string value = ValueOf(++number);
             const std::int64_t start = Now();
             WriteBare(file, kKey + value);

@@ -19,6 +19,9 @@ inline std::int64_t Now()
         .count();
 }
 
+// Throws when a signal has asked this program to end. For each step of a measurement.
+void GoOnUnlessStopped();
+
 // Where to measure: a folder on a disk, and one on a RAM file system.
 struct Places
 {

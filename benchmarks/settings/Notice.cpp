@@ -167,6 +167,7 @@ std::vector<double> CompareNotice(const Places& places, int rounds)
     BareDatabase bare(memory.Path() / "bare.db");
     int value = 0;
     const auto measure = [&](const std::function<void(int)>& notify) {
+        GoOnUnlessStopped();
         const std::int64_t start = Now();
         notify(++value);
         return ReadMoment(ends[2].Get()) - start;
