@@ -1,11 +1,13 @@
 #include "bluez/Stack.h"
 #include "overview/Overview.h"
+#include "power/ResetCounters.h"
 
 #include <bt_error.h>
 #include <bt_product.h>
 
 int bt_product_init(void)
 {
+    power::BeginToCountResets();
     bluez::Stack::Shared().Init();
     overview::Overview::OfProcess().Open();
     return BT_ERROR_NONE;

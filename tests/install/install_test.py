@@ -13,9 +13,9 @@ import xml.etree.ElementTree as ElementTree
 
 BUILD = os.environ['BUILD']
 CMAKE = os.environ['CMAKE']
-PROGRAMS = ('vyrel-lite', 'vyrel-settings', 'vyrel-ctl')
-UNITS = ('vyrel-lite.service',)
-POLICIES = ('org.vantor.platform.conf', 'org.vantor.vyrel.lite.conf')
+PROGRAMS = ('vyrel-lite', 'vyrel-settings', 'vyrel-ctl', 'vyrel-companion')
+UNITS = ('vyrel-lite.service', 'vyrel-companion.service')
+POLICIES = ('org.vantor.platform.conf', 'org.vantor.vyrel.lite.conf', 'com.quorix.tv.bt.connectionmanager.conf')
 DEADLINE = 60  # seconds
 
 BUS = '''<busconfig>
@@ -201,6 +201,13 @@ class Install(unittest.TestCase):
         self.waitForOwner(service, address, 'org.vantor.platform')
         service.send_signal(signal.SIGTERM)
         self.assertEqual(service.wait(DEADLINE), 1)
+
+    def testTheInstalledConnectionManagerRunsUntilItIsTold(self):
+        address = self.startBus()
+        companion = self.start('vyrel-companion', address)
+        self.waitForOwner(companion, address, 'com.quorix.tv.bt.connectionmanager')
+        companion.send_signal(signal.SIGTERM)
+        self.assertEqual(companion.wait(DEADLINE), 0)
 
     def testTheInstalledToolsRun(self):
         for program in set(PROGRAMS) - {'vyrel-lite'}:

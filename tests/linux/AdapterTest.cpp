@@ -42,6 +42,17 @@ protected:
     }
 };
 
+TEST_F(AdapterTest, ABoxThatNobodyHasPreparedBeginsToCountItsResets)
+{
+    vconf_set_int("db/factory/service_reset_count", 3);
+    ASSERT_EQ(bt_product_init(), BT_ERROR_NONE);
+    int count = -1;
+    EXPECT_EQ(vconf_get_int("db/factory/factory_reset_count", &count), 0);
+    EXPECT_EQ(count, 0);
+    EXPECT_EQ(vconf_get_int("db/factory/service_reset_count", &count), 0);
+    EXPECT_EQ(count, 3);
+}
+
 TEST_F(AdapterTest, WithoutADaemonNothingCanBeDoneAndNothingBreaks)
 {
     Listens();

@@ -214,6 +214,7 @@ std::string FakeBluez::AddDevice(const std::string& address, const std::function
         bluez_device1_set_address(device, address.c_str());
         bluez_device1_set_address_type(device, "public");
         bluez_device1_set_adapter(device, adapter.c_str());
+        g_signal_connect(device, "handle-connect", G_CALLBACK(Yes), nullptr);
         g_signal_connect(device, "handle-disconnect", G_CALLBACK(Yes), nullptr);
         g_signal_connect(device, "handle-disconnect-profile", G_CALLBACK(YesToOne), nullptr);
         if (change) {

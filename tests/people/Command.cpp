@@ -49,7 +49,7 @@ Outcome Command::WaitForEnd()
     return {end.how == support::ProcessEnd::How::Exited ? end.number : -1, Output(), Error()};
 }
 
-Outcome Run(std::vector<std::string> words, const std::string& redirection)
+Outcome RunToEnd(std::vector<std::string> words, const std::string& redirection)
 {
     return Command(std::move(words), redirection).WaitForEnd();
 }

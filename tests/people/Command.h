@@ -46,6 +46,6 @@ private:
 };
 
 /// Runs a program to its end.
-Outcome Run(std::vector<std::string> words, const std::string& redirection = {});
+Outcome RunToEnd(std::vector<std::string> words, const std::string& redirection = {});
 
 } // namespace people_test

@@ -4,6 +4,7 @@
 #include "linux/Logind.h"
 #include "linux/RemotesTest.h"
 #include "linux/Root.h"
+#include "people/Caller.h"
 #include "people/Command.h"
 #include "support/MainLoop.h"
 #include "support/Peer.h"
@@ -39,7 +40,7 @@ using ::testing::StartsWith;
 Outcome Ctl(std::vector<std::string> words, const std::string& redirection = {})
 {
     words.insert(words.begin(), VYREL_CTL);
-    return Run(std::move(words), redirection);
+    return RunToEnd(std::move(words), redirection);
 }
 
 /// What a command that succeeds prints.
@@ -560,47 +561,6 @@ TEST(CtlCommandLineTest, AFullDiskIsAFailure)
     EXPECT_EQ(outcome.error, "vyrel-ctl: cannot write the output: No space left on device\n");
 }
 
-/// A program that stands for the service: it speaks under its name.
-class Speaker
-{
-public:
-    explicit Speaker(const char* name)
-        : m_connection(g_dbus_connection_new_for_address_sync(
-              std::getenv("DBUS_SYSTEM_BUS_ADDRESS"),
-              static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                                G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-              nullptr, nullptr, nullptr))
-    {
-        const bus::VariantPtr reply(g_dbus_connection_call_sync(
-            m_connection.get(), "org.freedesktop.DBus", "/", "org.freedesktop.DBus", "RequestName",
-            g_variant_new("(su)", name, 0U), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
-        EXPECT_NE(reply, nullptr);
-    }
-    ~Speaker()
-    {
-        g_dbus_connection_close_sync(m_connection.get(), nullptr, nullptr);
-    }
-    Speaker(const Speaker&) = delete;
-    Speaker& operator=(const Speaker&) = delete;
-
-    void Calls(const char* name, const char* member, GVariant* body)
-    {
-        std::string path = std::string("/") + name;
-        std::replace(path.begin(), path.end(), '.', '/');
-        g_dbus_connection_call(m_connection.get(), name, path.c_str(), name, member, body, nullptr,
-                               G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr, nullptr);
-        g_dbus_connection_flush_sync(m_connection.get(), nullptr, nullptr);
-    }
-    void Emits(const char* destination, const char* interface, const char* member, GVariant* body)
-    {
-        g_dbus_connection_emit_signal(m_connection.get(), destination, "/some/where", interface, member, body, nullptr);
-        g_dbus_connection_flush_sync(m_connection.get(), nullptr, nullptr);
-    }
-
-private:
-    bus::ObjectPtr<GDBusConnection> m_connection;
-};
-
 constexpr const char* kManager = "com.quorix.tv.bt.connectionmanager";
 constexpr const char* kShift = "com.quorix.tv.bt.connectionshift";
 
@@ -614,8 +574,8 @@ protected:
     }
 
     const support::PrivateBus bus;
-    Speaker service{"org.vantor.vyrel.lite"};
-    Speaker platform{"org.vantor.platform"};
+    Caller service{"org.vantor.vyrel.lite"};
+    Caller platform{"org.vantor.platform"};
 };
 
 TEST_F(CtlWatchTest, WhatSiblingsAreToldIsShownInWords)

@@ -1,6 +1,7 @@
 #include "vyrel-ctl/Box.h"
 
 #include "bus/Handles.h"
+#include "people/NoListener.h"
 
 #include <string_view>
 #include <utility>
@@ -8,15 +9,6 @@
 namespace control {
 
 namespace {
-
-/// Nobody is told of anything: the tree is looked at once it is whole.
-class NoListener final : public bluez::TreeListener
-{
-    void AdapterChanged(const bluez::Adapter*, const bluez::Adapter*) override {}
-    void DeviceChanged(const bluez::Device*, const bluez::Device*) override {}
-    void TransportChanged(const bluez::Transport*, const bluez::Transport*) override {}
-    void ManagerCame(std::string_view) override {}
-};
 
 /// Calls \p take with each element of the array that a call gives, which is of the type \p type.
 template <typename Take>
@@ -36,7 +28,7 @@ Bluetooth AskBluetooth(const people::Bus& bus)
     if (!bus.Has(people::kBluez)) {
         throw people::Failure(people::kNoService, "the Bluetooth daemon does not run");
     }
-    NoListener nobody;
+    people::NoListener nobody;
     bluez::Tree tree(nobody);
     tree.Load(bus.BluezObjects().get());
     Bluetooth bluetooth;
@@ -91,26 +83,9 @@ std::vector<RemoteNow> AskRemotes(const people::Bus& bus)
     return remotes;
 }
 
-std::vector<Request> AskRequests(const people::Bus& bus)
+std::vector<people::Request> AskRequests(const people::Bus& bus)
 {
-    std::vector<Request> requests;
-    ForEach(bus, people::kPairing, "ListPending", "(a(tsssissu))", [&](GVariant* entry) {
-        const char* kind = nullptr;
-        const char* address = nullptr;
-        const char* name = nullptr;
-        const char* passkey = nullptr;
-        const char* uuid = nullptr;
-        Request request;
-        g_variant_get(entry, "(t&s&s&si&s&su)", &request.id, &kind, &address, &name, &request.code, &passkey, &uuid,
-                      &request.leftMs);
-        request.kind = kind;
-        request.address = address;
-        request.name = name;
-        request.passkey = passkey;
-        request.uuid = uuid;
-        requests.push_back(std::move(request));
-    });
-    return requests;
+    return people::RequestsIn(bus.CallPlatform(people::kPairing, "ListPending", nullptr, people::kRequestsType).get());
 }
 
 std::vector<Feature> AskFeatures(const people::Bus& bus)

@@ -2,6 +2,7 @@
 
 #include "bluez/Tree.h"
 #include "people/Bus.h"
+#include "people/Requests.h"
 
 #include <glib.h>
 
@@ -49,18 +50,6 @@ struct RemoteNow
     guint32 firmware = 0;
 };
 
-struct Request
-{
-    guint64 id = 0;
-    std::string kind;
-    std::string address;
-    std::string name;
-    int code = 0;
-    std::string passkey;
-    std::string uuid;
-    guint32 leftMs = 0;
-};
-
 struct Feature
 {
     std::string group;
@@ -74,7 +63,7 @@ Bluetooth AskBluetooth(const people::Bus& bus);
 /// \param wakes the last starts and resumes, the newest first
 PowerNow AskPower(const people::Bus& bus, std::vector<Wake>& wakes);
 std::vector<RemoteNow> AskRemotes(const people::Bus& bus);
-std::vector<Request> AskRequests(const people::Bus& bus);
+std::vector<people::Request> AskRequests(const people::Bus& bus);
 std::vector<Feature> AskFeatures(const people::Bus& bus);
 
 /// What a device is for, in a word or two; empty for unknown.

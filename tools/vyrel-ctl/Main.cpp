@@ -71,45 +71,31 @@ int Power(const people::Bus& bus, const Options& options)
 
 int ShowRequests(const people::Bus& bus, const Options& options)
 {
-    const std::vector<Request> requests = AskRequests(bus);
+    const std::vector<people::Request> requests = AskRequests(bus);
     return Show(options, RequestLines(requests), RequestJson(requests));
 }
 
-bool NeedsCode(const Request& request)
+bool NeedsCode(const people::Request& request)
 {
     return request.kind == "authentication" &&
            (request.code == BT_AUTHENTICATION_PIN_ENTRY || request.code == BT_AUTHENTICATION_PASSKEY_ENTRY);
 }
 
-void Answer(const people::Bus& bus, const Request& request, bool accept, const Options& options)
-{
-    const char* address = request.address.c_str();
-    const gboolean accepted = accept ? TRUE : FALSE;
-    if (request.kind == "service") {
-        bus.CallPlatform(people::kPairing, "AnswerService",
-                         g_variant_new("(sibb)", address, request.code, accepted, options.trust ? TRUE : FALSE), "()");
-    } else if (request.kind == "consent") {
-        bus.CallPlatform(people::kPairing, "AnswerConsent", g_variant_new("(sb)", address, accepted), "()");
-    } else {
-        bus.CallPlatform(people::kPairing, "AnswerAuthentication",
-                         g_variant_new("(sbs)", address, accepted, options.code.c_str()), "()");
-    }
-}
-
 int AnswerAll(const people::Bus& bus, bool accept, const Options& options)
 {
-    std::vector<Request> requests = AskRequests(bus);
-    std::erase_if(requests, [&](const Request& request) { return request.address != options.address; });
+    std::vector<people::Request> requests = AskRequests(bus);
+    std::erase_if(requests, [&](const people::Request& request) { return request.address != options.address; });
     if (requests.empty()) {
         throw people::Failure(people::kNotThere, options.address + " does not wait for an answer");
     }
-    for (const Request& request : requests) {
+    for (const people::Request& request : requests) {
         if (accept && NeedsCode(request) && options.code.empty()) {
             throw people::Failure(people::kUsage, options.address + " needs --code, its PIN or passkey");
         }
     }
-    for (const Request& request : requests) {
-        Answer(bus, request, accept, options);
+    for (const people::Request& request : requests) {
+        const people::Answer answer = people::AnswerTo(request, accept, options.code, options.trust);
+        bus.CallPlatform(people::kPairing, answer.method, answer.arguments, "()");
     }
     return people::kDone;
 }

@@ -137,11 +137,11 @@ std::string PowerJson(const PowerNow& power)
                          {"locked", json::Bool(power.isLocked)}});
 }
 
-std::string RequestLines(const std::vector<Request>& requests)
+std::string RequestLines(const std::vector<people::Request>& requests)
 {
     constexpr guint32 kMsPerSecond = 1000;
     Table table({"ADDRESS", "NAME", "QUESTION", "LEFT"});
-    for (const Request& request : requests) {
+    for (const people::Request& request : requests) {
         table.Add({request.address, request.name,
                    people::RequestInWords(request.kind, request.code, request.passkey, ""),
                    std::to_string(request.leftMs / kMsPerSecond) + " s"});
@@ -149,9 +149,9 @@ std::string RequestLines(const std::vector<Request>& requests)
     return LinesOrNothing(table, "");
 }
 
-std::string RequestJson(const std::vector<Request>& requests)
+std::string RequestJson(const std::vector<people::Request>& requests)
 {
-    return ListOf(requests, [](const Request& request) {
+    return ListOf(requests, [](const people::Request& request) {
         return json::Object({{"id", std::to_string(request.id)},
                              {"kind", json::Text(request.kind)},
                              {"address", json::Text(request.address)},

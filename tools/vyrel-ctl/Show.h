@@ -19,8 +19,8 @@ std::string RemoteJson(const std::vector<RemoteNow>& remotes);
 std::string PowerLine(const PowerNow& power);
 std::string PowerJson(const PowerNow& power);
 
-std::string RequestLines(const std::vector<Request>& requests);
-std::string RequestJson(const std::vector<Request>& requests);
+std::string RequestLines(const std::vector<people::Request>& requests);
+std::string RequestJson(const std::vector<people::Request>& requests);
 
 std::string FeatureLines(const std::vector<Feature>& features);
 std::string FeatureJson(const std::vector<Feature>& features);

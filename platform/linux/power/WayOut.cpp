@@ -6,12 +6,12 @@
 #include "power/Locks.h"
 #include "power/Login.h"
 #include "power/PowerManager.h"
+#include "power/ResetCounters.h"
 #include "power/Slot.h"
 #include "power/StateFile.h"
 #include "power/Wake.h"
 
 #include <device_power.h>
-#include <vconf.h>
 
 #include <optional>
 #include <utility>
@@ -27,25 +27,6 @@ constexpr int kAmbientToSuspend = 3;
 constexpr int kWokenByPerson = 0; // or by anything else that is not Bluetooth
 constexpr int kWokenInStandby = 94;
 constexpr int kWokenAsleep = 95;
-
-/// The counters by which the next start finds out that there was a reset.
-constexpr const char* kFactoryResets = "db/factory/factory_reset_count";
-constexpr const char* kServiceResets = "db/factory/service_reset_count";
-
-void CountReset(int option)
-{
-    const char* key = option == DEVICE_POWEROFF_OPTION_RESET       ? kFactoryResets
-                      : option == DEVICE_POWEROFF_OPTION_RESET_ALT ? kServiceResets
-                                                                   : nullptr;
-    if (key == nullptr) {
-        return;
-    }
-    int count = 0;
-    vconf_get_int(key, &count);
-    if (vconf_set_int(key, count + 1) != 0) {
-        PLATFORM_LOG(DLOG_ERROR, "the reset is not counted in %s: the next start will not know of it", key);
-    }
-}
 
 } // namespace
 
