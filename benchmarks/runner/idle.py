@@ -3,8 +3,8 @@
 import contextlib
 import time
 
-from processes import (OWN_NAME_FLOOR, SERVICE, SERVICE_NAME, Bus, CannotMeasure, count_threads, count_wake_ups,
-                       memory_kib)
+from processes import (BOX_FLOOR, BOX_SERVICE, OWN_NAME_FLOOR, SERVICE, SERVICE_NAME, Bus, CannotMeasure,
+                       count_threads, count_wake_ups, memory_kib)
 from table import Row, ratio_row
 
 # What is still to come after the start, in the floor as well: GLib lets a thread of its pool go that had nothing to do
@@ -19,6 +19,9 @@ class IdlePairs:
     They idle while other rows are measured: nothing of those reaches them.
     """
 
+    FLOOR = OWN_NAME_FLOOR
+    SERVICE = SERVICE
+
     def __init__(self, pairs):
         self._count = pairs
         self._stack = contextlib.ExitStack()
@@ -29,7 +32,7 @@ class IdlePairs:
     def __enter__(self):
         with contextlib.ExitStack() as stack:
             for _ in range(self._count):
-                self._pairs.append(tuple(self._start(stack, program) for program in (OWN_NAME_FLOOR, SERVICE)))
+                self._pairs.append(tuple(self._start(stack, program) for program in (self.FLOOR, self.SERVICE)))
             self._stack = stack.pop_all()
         self._settled_at = time.monotonic() + SETTLING_SECONDS
         return self
@@ -37,9 +40,12 @@ class IdlePairs:
     def __exit__(self, *_):
         self._stack.close()
 
-    @staticmethod
-    def _start(stack, program):
+    def _prepare(self, bus):
+        """What programs need on their bus."""
+
+    def _start(self, stack, program):
         bus = stack.enter_context(Bus())
+        self._prepare(bus)
         child = bus.start(program)
         bus.wait_for(SERVICE_NAME)
         return child
@@ -64,10 +70,29 @@ class IdlePairs:
             if child.poll() is not None:
                 raise CannotMeasure(f'{child.args[0]} ended with status {child.returncode} while it idled')
         wake_ups = [after - before for before, after in zip(self._wake_ups_before, self._of_services(count_wake_ups))]
-        threads = self._of_services(count_threads)
+        return self._rows(elapsed, wake_ups, self._of_services(count_threads))
+
+    def _rows(self, elapsed, wake_ups, threads):
         return [
             ratio_row('idle anonymous memory', self._memory_pairs('Anonymous'), 1.35, 1, 'KiB', gate=True),
             ratio_row('idle RSS', self._memory_pairs('Rss'), 1.15, KIB_PER_MIB, 'MiB', gate=True),
             Row(f'wake-ups in {elapsed:.0f} s idle', wake_ups, 0, gate=True, plain=True),
             Row('threads, idle', threads, 3, gate=True, plain=True),
+        ]
+
+
+class IdleBoxes(IdlePairs):
+    """The product for a Linux box on a bus without a Bluetooth daemon or any other: it waits for all of them."""
+
+    FLOOR = BOX_FLOOR
+    SERVICE = BOX_SERVICE
+
+    def _prepare(self, bus):
+        bus.is_a_box()
+
+    def _rows(self, elapsed, wake_ups, threads):
+        return [
+            ratio_row('box: idle anonymous memory', self._memory_pairs('Anonymous'), 2.0, 1, 'KiB'),
+            Row(f'box: wake-ups in {elapsed:.0f} s idle', wake_ups, 0, gate=True, plain=True),
+            Row('box: threads, idle', threads, 4, plain=True),
         ]

@@ -9,7 +9,7 @@ import sys
 
 import instructions
 import timing
-from idle import IdlePairs
+from idle import IdleBoxes, IdlePairs
 from processes import CannotMeasure, say
 from table import render
 
@@ -18,23 +18,25 @@ NOT_MEASURED = 2
 
 
 def measure_gates():
-    with IdlePairs(pairs=3) as idle:
+    with IdlePairs(pairs=3) as idle, IdleBoxes(pairs=1) as boxes:
         say('== counting instructions')
         rows = [instructions.to_ready(rounds=3), *instructions.of_sending(rounds=3)]
         say('== idling')
         idle.open_window()
-        return rows + idle.close_window(15)
+        boxes.open_window()
+        return rows + idle.close_window(15) + boxes.close_window(15)
 
 
 def measure_all():
-    with IdlePairs(pairs=5) as idle:
+    with IdlePairs(pairs=5) as idle, IdleBoxes(pairs=3) as boxes:
         say('== counting instructions')
         counted = [instructions.to_ready(rounds=5), *instructions.of_sending(rounds=5)]
         idle.open_window()
+        boxes.open_window()
         say('== timing')
-        timed = [timing.start_to_name(), timing.sync_call(), *timing.settings_rows()]
+        timed = [timing.start_to_name(), timing.sync_call(), *timing.settings_rows(), timing.box_start_to_name()]
         say('== idling')
-        return timed + counted + idle.close_window(60)
+        return timed + counted + idle.close_window(60) + boxes.close_window(60)
 
 
 def exit_status(rows):

@@ -12,6 +12,8 @@ import time
 PROGRAMS = pathlib.Path(__file__).resolve().parents[2] / 'build' / 'release' / 'benchmarks'
 SERVICE = PROGRAMS / 'vyrel-lite-skeleton'
 OWN_NAME_FLOOR = PROGRAMS / 'bench_floor_own_name'
+BOX_SERVICE = PROGRAMS / 'vyrel-lite-box'
+BOX_FLOOR = PROGRAMS / 'bench_floor_box'
 SERVICE_NAME = 'org.vantor.vyrel.lite'
 
 BUS_CONFIGURATION = '''<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-BUS Bus Configuration 1.0//EN"
@@ -62,6 +64,8 @@ class Bus:
     def __init__(self, cpu=None, in_turns=False):
         self._before_exec = _before_exec(cpu, in_turns)
         self._children = []
+        self._root = None
+        self._box = {}
         self._folder = tempfile.TemporaryDirectory(prefix='vyrel-bench-')
         self.folder = pathlib.Path(self._folder.name)
 
@@ -85,11 +89,21 @@ class Bus:
             child.wait()
         self._children.clear()
         self._folder.cleanup()
+        if self._root is not None:
+            self._root.cleanup()
 
     def _environment(self):
         # As little as possible of the caller's: the length of the environment alone changes what is counted.
         return {'PATH': os.environ.get('PATH', '/usr/bin:/bin'), 'LC_ALL': 'C',
-                'DBUS_SYSTEM_BUS_ADDRESS': f'unix:path={self.folder}/bus'}
+                'DBUS_SYSTEM_BUS_ADDRESS': f'unix:path={self.folder}/bus', **self._box}
+
+    def is_a_box(self):
+        """From now on programs find a box with nothing in it: neither settings nor a sound server of this machine.
+
+        It lies in memory: how long a disk takes for what has to be durable is the disk's matter.
+        """
+        self._root = tempfile.TemporaryDirectory(prefix='vyrel-bench-', dir=memory_folder())
+        self._box = {name: self._root.name for name in ('VYREL_BENCH_ROOT', 'HOME', 'XDG_RUNTIME_DIR')}
 
     def start(self, *command):
         """Start a program that stays. What it says goes to this bus's folder."""
@@ -116,6 +130,13 @@ class Bus:
 
     def wait_for(self, name):
         self.run(PROGRAMS / 'bench_start', 'await', name, 30)
+
+
+def memory_folder():
+    shared_memory = pathlib.Path('/dev/shm')
+    if not shared_memory.is_dir():
+        raise CannotMeasure('there is no RAM file system for settings')
+    return shared_memory
 
 
 def one_cpu():
