@@ -59,12 +59,15 @@ bool Friends::Know(const std::string& address) const
     return keys && g_key_file_has_group(keys->get(), address.c_str()) != FALSE;
 }
 
-std::vector<std::pair<std::string, std::string>> Friends::List() const
+std::optional<std::vector<std::pair<std::string, std::string>>> Friends::List() const
 {
-    std::vector<std::pair<std::string, std::string>> list;
     const auto keys = Load(m_path);
-    const Names groups(keys ? g_key_file_get_groups(keys->get(), nullptr) : nullptr);
-    for (char** group = groups.get(); group != nullptr && *group != nullptr; ++group) {
+    if (!keys) {
+        return std::nullopt;
+    }
+    std::vector<std::pair<std::string, std::string>> list;
+    const Names groups(g_key_file_get_groups(keys->get(), nullptr));
+    for (char** group = groups.get(); *group != nullptr; ++group) {
         if (bluez::IsAddress(*group)) {
             const bus::TextPtr name(g_key_file_get_string(keys->get(), *group, kName, nullptr));
             list.emplace_back(*group, name ? name.get() : "");
@@ -98,7 +101,8 @@ bool Friends::Remove(const std::string& address)
 
 bool Friends::Clear()
 {
-    return List().empty() || Save("");
+    const auto list = List();
+    return (list && list->empty()) || Save("");
 }
 
 bool Friends::Save(const std::string& text)

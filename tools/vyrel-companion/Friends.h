@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,8 +17,8 @@ public:
 
     /// \param address in capital letters
     [[nodiscard]] bool Know(const std::string& address) const;
-    /// Address and name, in the order of the file.
-    [[nodiscard]] std::vector<std::pair<std::string, std::string>> List() const;
+    /// Address and name, in the order of the file. Nothing, and a complaint, when it cannot be read or makes no sense.
+    [[nodiscard]] std::optional<std::vector<std::pair<std::string, std::string>>> List() const;
 
     // Each returns false, and says why, when it could not be written. A file that makes no sense is kept beside the new
     // one.

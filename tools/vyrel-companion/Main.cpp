@@ -7,7 +7,9 @@
 #include "vyrel-companion/Friends.h"
 #include "vyrel-companion/Options.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,8 +20,12 @@ constexpr const char* kProgram = "vyrel-companion";
 
 int ListKnown(const Friends& friends)
 {
+    const auto list = friends.List();
+    if (!list) {
+        return people::kFailure;
+    }
     people::Table table({"ADDRESS", "NAME"});
-    for (const auto& [address, name] : friends.List()) {
+    for (const auto& [address, name] : *list) {
         table.Add({address, name});
     }
     people::Print(table.IsEmpty() ? "none\n" : table.Lines());
@@ -29,6 +35,18 @@ int ListKnown(const Friends& friends)
 int StatusOf(bool isWritten)
 {
     return isWritten ? people::kDone : people::kFailure;
+}
+
+int Forget(Friends& friends, const std::string& address)
+{
+    const auto list = friends.List();
+    if (!list) {
+        return people::kFailure;
+    }
+    if (std::ranges::none_of(*list, [&](const auto& one) { return one.first == address; })) {
+        throw people::Failure(people::kNotThere, address + " is not known");
+    }
+    return StatusOf(friends.Remove(address));
 }
 
 int Perform(const Options& options)
@@ -43,10 +61,7 @@ int Perform(const Options& options)
     case Action::Trust:
         return StatusOf(friends.Add(options.address, ""));
     case Action::Forget:
-        if (!friends.Know(options.address)) {
-            throw people::Failure(people::kNotThere, options.address + " is not known");
-        }
-        return StatusOf(friends.Remove(options.address));
+        return Forget(friends, options.address);
     case Action::Run:
         Companion(options).Run();
         return people::kDone;
