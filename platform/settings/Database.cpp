@@ -14,6 +14,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -260,12 +261,16 @@ void Database::LookThrough()
     }
     m_lookedThrough = true;
     Statement check("PRAGMA quick_check(setting)");
-    if (check.Prepare(m_connection) && check.Step() == SQLITE_ROW && check.Text(0) != "ok") {
+    bool isWhole = !check.Prepare(m_connection) || check.Step() != SQLITE_ROW || check.Text(0) == "ok";
+    // SQLite's look does not see rows that are out of their order, which a search goes past.
+    std::vector<Entry> entries;
+    List("", entries);
+    const auto outOfOrder = [](const Entry& entry, const Entry& next) { return entry.key >= next.key; };
+    isWhole = isWhole && std::adjacent_find(entries.begin(), entries.end(), outOfOrder) == entries.end();
+    if (!isWhole) {
         m_damaged = true;
         Report(Reading, "parts of it are damaged, and keys may be missing");
     }
-    std::vector<Entry> entries;
-    List("", entries);
 }
 
 bool Database::Begin(Statement& statement, Activity activity, Look look)

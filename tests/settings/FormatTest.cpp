@@ -1,6 +1,7 @@
 // What is in the files: rows that carry a check, and files of an earlier release.
 
 #include "StoreFixture.h"
+#include "settings/CheckedType.h"
 #include "settings/Schema.h"
 #include "support/Child.h"
 
@@ -12,11 +13,13 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstddef>
 #include <fstream>
 #include <map>
 #include <memory>
 #include <random>
 #include <sstream>
+#include <utility>
 
 namespace settings {
 namespace {
@@ -185,17 +188,102 @@ TEST_F(FormatTest, WhatTheFirstReleaseCouldNotReadStaysUnreadable)
 {
     MakeFirstVersion();
     RunSql("INSERT INTO setting VALUES('db/type', 7, 1), ('db/big', 1, 99999999999), ('db/words', 1, 'x'),"
-           " ('db/number', 2, 5)");
+           " ('db/number', 2, 5), ('db/typed', 7, 'x')");
     Store store(m_folders);
     Value value(99);
     CaptureStderr();
-    for (const char* key : {"db/type", "db/big", "db/words", "db/number"}) {
+    for (const char* key : {"db/type", "db/big", "db/words", "db/number", "db/typed"}) {
         EXPECT_EQ(store.Get(key, &value), kNotFound) << key;
         EXPECT_EQ(value, Value(99)) << key;
     }
     EXPECT_EQ(GetCapturedStderr(),
               "settings: cannot read " + PersistentFile() + ": the value of \"db/type\" is damaged\n");
     EXPECT_EQ(store.Get("db/int", &value), kOk);
+}
+
+// Other numbers would make all rows that are in use today damaged ones.
+TEST_F(FormatTest, TheChecksStayAsTheyAre)
+{
+    EXPECT_EQ(CheckedType("db/key", Value(-70'000)), 1'225'906'957);
+    EXPECT_EQ(CheckedType("db/key", Value(true)), -1'913'555'936);
+    EXPECT_EQ(CheckedType("memory/key", Value(std::string("text"))), -1'507'322'370);
+}
+
+TEST_F(FormatTest, ANumberThatIsOfAnotherKindNowIsDamaged)
+{
+    Store store(m_folders);
+    ASSERT_EQ(store.Set("db/big", 7), kOk);
+    ASSERT_EQ(store.Set("db/words", 7), kOk);
+    RunSql("UPDATE setting SET value = value + 4294967296 WHERE key = 'db/big'");
+    RunSql("UPDATE setting SET value = '7' WHERE key = 'db/words'");
+    Value value(99);
+    CaptureStderr();
+    EXPECT_EQ(store.Get("db/big", &value), kNotFound);
+    EXPECT_EQ(store.Get("db/words", &value), kNotFound);
+    GetCapturedStderr();
+    EXPECT_EQ(value, Value(99));
+}
+
+// Two kinds of damage to a page that leave every row on it as it was, and hide one from a search all the same.
+class HiddenKeyTest : public FormatTest, public ::testing::WithParamInterface<bool>
+{};
+
+TEST_P(HiddenKeyTest, IsReportedWhenItIsMissed)
+{
+    {
+        Store store(m_folders);
+        for (const char* key : {"db/aa", "db/bb", "db/cc"}) {
+            ASSERT_EQ(store.Set(key, 1), kOk);
+        }
+    }
+    // A page of keys begins with its kind; at 3 is the number of its rows, at 8 are their places, each of two bytes.
+    constexpr char kPageOfKeys = '\x0a';
+    constexpr std::size_t kPage = 1024;
+    std::string content = Content();
+    for (std::size_t page = kPage; page < content.size(); page += kPage) {
+        if (content[page] == kPageOfKeys && content[page + 4] == 3 && GetParam()) {
+            std::swap(content[page + 8], content[page + 12]);
+            std::swap(content[page + 9], content[page + 13]);
+        } else if (content[page] == kPageOfKeys && content[page + 4] == 3) {
+            content[page + 4] = 2;
+        }
+    }
+    Replace(content);
+    Store store(m_folders);
+    Value value;
+    CaptureStderr();
+    EXPECT_EQ(store.Get(GetParam() ? "db/aa" : "db/cc", &value), kNotFound);
+    EXPECT_EQ(GetCapturedStderr(),
+              "settings: cannot read " + PersistentFile() + ": parts of it are damaged, and keys may be missing\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(FormatTest, HiddenKeyTest, ::testing::Bool(),
+                         [](const auto& test) { return test.param ? "OutOfOrder" : "NotCounted"; });
+
+TEST_F(FormatTest, AFileIsLookedThroughForMissingKeysOnceAnOpening)
+{
+    const std::string damaged = m_root + "/damaged.db";
+    {
+        Store store(m_folders);
+        ASSERT_EQ(store.Set("db/key", 1), kOk);
+    }
+    RunSql("UPDATE setting SET value = 2");
+    std::filesystem::rename(PersistentFile(), damaged);
+    Store store(m_folders);
+    ASSERT_EQ(store.Set("db/key", 1), kOk);
+    Value value;
+    CaptureStderr();
+    EXPECT_EQ(store.Get("db/missing", &value), kNotFound);
+    RunSql("UPDATE setting SET value = 2");
+    EXPECT_EQ(store.Get("db/missing", &value), kNotFound);
+    EXPECT_EQ(GetCapturedStderr(), "") << "it was looked through again";
+    for (const char* companion : {"-wal", "-shm"}) {
+        std::filesystem::remove(PersistentFile() + companion);
+    }
+    std::filesystem::rename(damaged, PersistentFile());
+    CaptureStderr();
+    EXPECT_EQ(store.Get("db/missing", &value), kNotFound);
+    EXPECT_THAT(GetCapturedStderr(), HasSubstr("the value of \"db/key\" is damaged"));
 }
 
 TEST_F(FormatTest, ADamagedValueIsReportedOnceAndCountsAsMissingUntilItIsWritten)

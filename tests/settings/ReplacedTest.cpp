@@ -286,38 +286,70 @@ bool MakeReadOnly(const std::string& folder)
            mount("none", folder.c_str(), nullptr, kAgain, nullptr) == 0;
 }
 
-TEST_F(ReplacedTest, AFileClosedInOrderCanBeReadOnAReadOnlyMedium)
+// As another process whose persistent folder is on a read-only medium. True when `body` held, and where nothing may be
+// mounted, as in a container.
+bool HoldsOnReadOnlyMedium(const Folders& folders, const std::function<bool(Store&)>& body)
 {
     constexpr int kNoMount = 77;
+    const support::ProcessEnd end = Child::Fork([&] {
+                                        if (!MakeReadOnly(folders.persistent)) {
+                                            return kNoMount;
+                                        }
+                                        Store store(folders);
+                                        return body(store) ? 0 : 1;
+                                    }).Wait();
+    return end == Exited(0) || end == Exited(kNoMount);
+}
+
+TEST_F(ReplacedTest, AFileClosedInOrderCanBeReadOnAReadOnlyMedium)
+{
+    m_folders.persistent = m_root + "/100% of? #them";
     {
         Store store(m_folders);
         ASSERT_EQ(store.Set("db/key", 1), kOk);
         ASSERT_EQ(store.Set("db/text", std::string("one")), kOk);
     }
-    // All that such a file needs, and what is checked wherever the tests may not mount anything, as in a container.
+    // All that such a file needs, and what is checked wherever the tests may not mount anything.
     EXPECT_FALSE(std::filesystem::exists(PersistentFile() + "-wal"));
     EXPECT_FALSE(std::filesystem::exists(PersistentFile() + "-shm"));
+    const auto reads = [](Store& store) {
+        int number = 0;
+        std::vector<Entry> entries;
+        Recorder recorder;
+        return store.GetInt("db/key", &number) == kOk && number == 1 && store.List("db/", &entries) == kOk &&
+               entries.size() == 2 && store.Watch("db/key", &Recorder::OnChange, &recorder) == kOk;
+    };
     CaptureStderr();
-    const support::ProcessEnd end = Child::Fork([this] {
-                                        if (!MakeReadOnly(m_folders.persistent)) {
-                                            return kNoMount;
-                                        }
-                                        Store store(m_folders);
-                                        int number = 0;
-                                        std::vector<Entry> entries;
-                                        Recorder recorder;
-                                        const bool read = store.GetInt("db/key", &number) == kOk && number == 1 &&
-                                                          store.List("db/", &entries) == kOk && entries.size() == 2 &&
-                                                          store.Watch("db/key", &Recorder::OnChange, &recorder) == kOk;
-                                        const bool refused =
-                                            store.Set("db/key", 2) == kFailed && store.Set("db/key", 3) == kFailed;
-                                        return read && refused && store.Set("memory/key", 1) == kOk ? 0 : 1;
-                                    }).Wait();
+    EXPECT_TRUE(HoldsOnReadOnlyMedium(m_folders, reads));
+    std::ofstream(PersistentFile() + "-wal").flush();
+    EXPECT_TRUE(HoldsOnReadOnlyMedium(m_folders, reads)) << "an empty log is none";
+    EXPECT_EQ(GetCapturedStderr(), "");
+    CaptureStderr();
+    EXPECT_TRUE(HoldsOnReadOnlyMedium(m_folders, [](Store& store) {
+        return store.Set("db/key", 2) == kFailed && store.Set("db/key", 3) == kFailed &&
+               store.Set("memory/key", 1) == kOk;
+    }));
     const std::string message = GetCapturedStderr();
-    EXPECT_TRUE(end == Exited(0) || end == Exited(kNoMount)) << message;
-    EXPECT_TRUE(end == Exited(kNoMount) ||
+    EXPECT_TRUE(message.empty() ||
                 message == "settings: cannot write " + PersistentFile() + ": attempt to write a readonly database\n")
         << message;
+}
+
+TEST_F(ReplacedTest, AFileWithALogIsNotReadWithoutItOnAReadOnlyMedium)
+{
+    Store(m_folders).Set("db/key", 1);
+    Child writer = Child::Fork([this]() -> int {
+        Store store(m_folders);
+        _exit(store.Set("db/key", 2) == kOk ? 0 : 1); // without closing the file
+    });
+    ASSERT_EQ(writer.Wait(), Exited(0));
+    std::filesystem::remove(PersistentFile() + "-shm");
+    CaptureStderr();
+    EXPECT_TRUE(HoldsOnReadOnlyMedium(m_folders, [](Store& store) {
+        int number = 0;
+        return store.GetInt("db/key", &number) == kFailed;
+    })) << "the value before the last one";
+    GetCapturedStderr();
 }
 
 } // namespace
