@@ -5,7 +5,7 @@ set -euo pipefail
 
 build=(g++ cmake ninja-build pkg-config libglib2.0-dev libsqlite3-dev libcli11-dev libpulse-dev libudev-dev)
 run=(dbus-daemon)
-test=(libgtest-dev libgmock-dev pulseaudio python3 systemd dbus-bin)
+test=(libgtest-dev libgmock-dev pulseaudio python3 systemd dbus dbus-bin)
 bench=(valgrind)
 # Two emulated machines with the tree of this one: what runs in them has to be here. Their kernel is only unpacked.
 vm=(qemu-system-x86 busybox-static cpio gzip kmod python3 python3-gi gir1.2-glib-2.0 dbus bluez bluez-test-tools)
