@@ -1,6 +1,7 @@
 // Who may reach the platform, as the bus policy that is shipped has it.
 
-#include "linux/Root.h"
+#include "linux/Policy.h"
+
 #include "linux/Stranger.h"
 #include "support/MainLoop.h"
 #include "support/PrivateBus.h"
@@ -10,40 +11,15 @@
 
 #include <device_power.h>
 
-#include <cstddef>
-#include <fstream>
-#include <sstream>
-#include <stdexcept>
-#include <string>
-
 namespace {
 
 using linux_test::Stranger;
 
 constexpr const char* kDenied = "org.freedesktop.DBus.Error.AccessDenied";
 
-/// The rules for those of whom the policy says nothing else, made to hold for everybody, since a test cannot be two
-/// users.
-std::string RulesForEverybodyElse()
-{
-    std::ifstream file(VYREL_POLICY);
-    std::ostringstream text;
-    text << file.rdbuf();
-    const std::string policy = text.str();
-    const std::string beginning = "<policy context=\"default\">";
-    const std::string ending = "</policy>";
-    const std::size_t begin = policy.find(beginning);
-    const std::size_t end = policy.find(ending, begin);
-    if (begin == std::string::npos || end == std::string::npos) {
-        throw std::runtime_error("the policy has no rules for everybody else");
-    }
-    return "<policy context=\"mandatory\">" +
-           policy.substr(begin + beginning.size(), end + ending.size() - begin - beginning.size());
-}
-
 TEST(PolicyTest, WhoHasNoRightMayLookButNotTouch)
 {
-    const support::PrivateBus bus(RulesForEverybodyElse());
+    const support::PrivateBus bus(linux_test::RulesForEverybodyElse(VYREL_POLICY));
     EXPECT_EQ(device_power_get_state(), DEVICE_POWER_STATE_NORMAL);
     Stranger stranger;
     ASSERT_TRUE(support::IterateUntil([&] { return stranger.Reads("State") == "(<0>,)"; }));

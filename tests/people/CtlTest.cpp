@@ -2,6 +2,7 @@
 
 #include "linux/FakeRemotes.h"
 #include "linux/Logind.h"
+#include "linux/Policy.h"
 #include "linux/RemotesTest.h"
 #include "linux/Root.h"
 #include "people/Caller.h"
@@ -17,7 +18,6 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -486,21 +486,18 @@ TEST(CtlWithoutServiceTest, AServiceThatHangsIsNotWaitedForForever)
 }
 
 /// A bus on which this user is nobody.
-std::string RulesForEverybodyElse()
+class StrangeBus : public support::PrivateBus
 {
-    std::ifstream file(VYREL_POLICY);
-    std::ostringstream text;
-    text << file.rdbuf();
-    const std::string policy = text.str();
-    const std::string beginning = "<policy context=\"default\">";
-    const std::size_t begin = policy.find(beginning) + beginning.size();
-    return "<policy context=\"mandatory\">" + policy.substr(begin, policy.find("</policy>") - begin) +
-           "<deny send_interface=\"org.freedesktop.DBus.Monitoring\"/></policy>";
-}
+public:
+    StrangeBus()
+        : PrivateBus(linux_test::RulesForEverybodyElse(VYREL_POLICY,
+                                                       "<deny send_interface=\"org.freedesktop.DBus.Monitoring\"/>"))
+    {}
+};
 
 TEST(CtlWithoutRightTest, EverybodyMayLookButNotTouch)
 {
-    const support::PrivateBus bus(RulesForEverybodyElse());
+    const StrangeBus bus;
     const support::Peer daemon("org.bluez");
     support::Peer platform("org.vantor.platform");
     platform.Answers("ListRemotes", g_variant_new("(a(ssbbiixiu))", nullptr));
@@ -520,7 +517,7 @@ TEST(CtlWithoutRightTest, EverybodyMayLookButNotTouch)
 
 TEST(CtlWithoutRightTest, OnlyRootMayWatch)
 {
-    const support::PrivateBus bus(RulesForEverybodyElse());
+    const StrangeBus bus;
     const Outcome outcome = Ctl({"watch"});
     EXPECT_EQ(outcome.status, 6);
     EXPECT_EQ(outcome.error, "vyrel-ctl: the bus lets only root see what others are told: sudo vyrel-ctl watch\n");

@@ -104,8 +104,7 @@ protected:
     /// Where an installed box counts its resets: without it each start would be one after a reset.
     static std::string Installed()
     {
-        std::filesystem::create_directories(
-            linux_test::InRoot("/opt/usr/home/owner/apps_rw/org.vantor.vyrel/data"));
+        std::filesystem::create_directories(linux_test::InRoot("/opt/usr/home/owner/apps_rw/org.vantor.vyrel/data"));
         return linux_test::InRoot("").string();
     }
 

@@ -1,9 +1,9 @@
 #include "vyrel-companion/Options.h"
 
-#include "bluez/Address.h"
+#include "people/Arguments.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
+#include <utility>
 
 namespace companion {
 
@@ -54,11 +54,10 @@ class Parser
 public:
     Parser();
 
-    Options Parse(std::vector<std::string> arguments);
+    Options Parse(std::vector<std::string> reversed);
 
 private:
     CLI::App* Add(const char* name, Action action);
-    void AddWithAddress(const char* name, Action action);
 
     CLI::App m_app;
     Options m_options;
@@ -78,8 +77,8 @@ Parser::Parser()
     };
     m_app.add_option_function<std::string>("--rule", takeRule)->take_last();
     Add("known", Action::Known);
-    AddWithAddress("trust", Action::Trust);
-    AddWithAddress("forget", Action::Forget);
+    people::AddAddress(Add("trust", Action::Trust), m_options.address);
+    people::AddAddress(Add("forget", Action::Forget), m_options.address);
 }
 
 CLI::App* Parser::Add(const char* name, Action action)
@@ -91,21 +90,9 @@ CLI::App* Parser::Add(const char* name, Action action)
     return command;
 }
 
-void Parser::AddWithAddress(const char* name, Action action)
+Options Parser::Parse(std::vector<std::string> reversed)
 {
-    const auto take = [this](const std::string& text) {
-        if (!bluez::IsAddress(text)) {
-            throw CLI::ValidationError("\"" + text + "\" is no address such as 00:11:22:AA:BB:CC");
-        }
-        m_options.address = bluez::Normalised(text);
-    };
-    Add(name, action)->add_option_function<std::string>("ADDRESS", take)->required();
-}
-
-Options Parser::Parse(std::vector<std::string> arguments)
-{
-    std::reverse(arguments.begin(), arguments.end()); // as CLI11 takes them
-    m_app.parse(std::move(arguments));
+    m_app.parse(std::move(reversed));
     return m_options;
 }
 
@@ -113,16 +100,9 @@ Options Parser::Parse(std::vector<std::string> arguments)
 
 std::optional<Options> ParseOptions(const std::vector<std::string>& arguments, std::string& error)
 {
-    try {
-        return Parser().Parse(arguments);
-    } catch (const CLI::CallForHelp&) {
-        Options help;
-        help.action = Action::Help;
-        return help;
-    } catch (const CLI::ParseError& wrong) {
-        error = wrong.what();
-        return std::nullopt;
-    }
+    Options help;
+    help.action = Action::Help;
+    return people::ParseArguments<Parser>(arguments, help, error);
 }
 
 } // namespace companion

@@ -1,11 +1,11 @@
 #include "vyrel-ctl/Options.h"
 
-#include "bluez/Address.h"
+#include "people/Arguments.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <charconv>
 #include <system_error>
+#include <utility>
 
 namespace control {
 
@@ -53,11 +53,10 @@ class Parser
 public:
     Parser();
 
-    Options Parse(std::vector<std::string> arguments);
+    Options Parse(std::vector<std::string> reversed);
 
 private:
     CLI::App* Add(CLI::App& parent, const char* name, Action action);
-    void AddAddress(CLI::App* command);
     void AddPairing();
     void AddPositiveNumber(CLI::App* command, const char* option, std::optional<int>& number);
 
@@ -92,17 +91,6 @@ CLI::App* Parser::Add(CLI::App& parent, const char* name, Action action)
     return command;
 }
 
-void Parser::AddAddress(CLI::App* command)
-{
-    const auto take = [this](const std::string& text) {
-        if (!bluez::IsAddress(text)) {
-            throw CLI::ValidationError("\"" + text + "\" is no address such as 00:11:22:AA:BB:CC");
-        }
-        m_options.address = bluez::Normalised(text);
-    };
-    command->add_option_function<std::string>("ADDRESS", take)->required();
-}
-
 void Parser::AddPairing()
 {
     CLI::App* pairing = m_app.add_subcommand("pairing");
@@ -111,10 +99,10 @@ void Parser::AddPairing()
     pairing->require_subcommand(1);
     Add(*pairing, "list", Action::PairingList);
     CLI::App* accept = Add(*pairing, "accept", Action::PairingAccept);
-    AddAddress(accept);
+    people::AddAddress(accept, m_options.address);
     accept->add_option("--code", m_options.code);
     accept->add_flag("--trust", m_options.trust)->disable_flag_override();
-    AddAddress(Add(*pairing, "refuse", Action::PairingRefuse));
+    people::AddAddress(Add(*pairing, "refuse", Action::PairingRefuse), m_options.address);
 }
 
 void Parser::AddPositiveNumber(CLI::App* command, const char* option, std::optional<int>& number)
@@ -129,10 +117,9 @@ void Parser::AddPositiveNumber(CLI::App* command, const char* option, std::optio
     });
 }
 
-Options Parser::Parse(std::vector<std::string> arguments)
+Options Parser::Parse(std::vector<std::string> reversed)
 {
-    std::reverse(arguments.begin(), arguments.end()); // as CLI11 takes them
-    m_app.parse(std::move(arguments));
+    m_app.parse(std::move(reversed));
     return m_options;
 }
 
@@ -140,14 +127,9 @@ Options Parser::Parse(std::vector<std::string> arguments)
 
 std::optional<Options> ParseOptions(const std::vector<std::string>& arguments, std::string& error)
 {
-    try {
-        return Parser().Parse(arguments);
-    } catch (const CLI::CallForHelp&) {
-        return Options{};
-    } catch (const CLI::ParseError& wrong) {
-        error = wrong.what();
-        return std::nullopt;
-    }
+    Options help;
+    help.action = Action::Help;
+    return people::ParseArguments<Parser>(arguments, help, error);
 }
 
 } // namespace control
