@@ -107,15 +107,12 @@ void Door::Look()
 
 void Door::Decide(const people::Request& request)
 {
-    const bool isKnown = m_friends.Know(request.address);
+    const bool isLetIn = m_rules.rule != Rule::Never && m_friends.Know(request.address) &&
+                         !IsAuthentication(request, BT_AUTHENTICATION_PASSKEY_ENTRY);
     if (IsNotice(request)) {
         Tell(Who(request) + ": " + people::RequestInWords(request.kind, request.code, request.passkey, ""));
-    } else if (m_rules.rule == Rule::Never) {
-        Refuse(request);
-    } else if (isKnown && IsAuthentication(request, BT_AUTHENTICATION_PIN_ENTRY)) {
-        Accept(request, m_rules.pin);
-    } else if (isKnown && !IsAuthentication(request, BT_AUTHENTICATION_PASSKEY_ENTRY)) {
-        Accept(request, "");
+    } else if (isLetIn) {
+        Accept(request, IsAuthentication(request, BT_AUTHENTICATION_PIN_ENTRY) ? m_rules.pin : "");
     } else if (m_rules.rule == Rule::Ask && m_terminal.IsThere()) {
         AskPerson(request);
     } else {
