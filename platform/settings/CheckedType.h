@@ -18,7 +18,8 @@ enum StoredType : std::int64_t
     kString = 2
 };
 
-// Of 32 bits: the type in the lowest two, above them 30 bits of an FNV-1a hash. Damage goes unseen once in 2^30.
+// Of 32 bits: the type in the lowest two, above them 30 bits of a hash. Damage goes unseen once in 2^30. Taken in this
+// machine's order of bytes: a file is of no use on a machine with the other one.
 std::int64_t CheckedType(std::string_view key, const Value& value);
 
 // The type in such a number, which may be none of the above when it is damaged.

