@@ -37,8 +37,7 @@ void OnCheckedType(sqlite3_context* context, int /*count*/, sqlite3_value** valu
     };
     const std::string key = text(values[0]);
     const std::int64_t number = sqlite3_value_int64(values[2]);
-    const bool fits = number == static_cast<int>(number);
-    switch (fits ? sqlite3_value_int64(values[1]) : -1) {
+    switch (sqlite3_value_int64(values[1])) {
     case kBool:
         sqlite3_result_int64(context, CheckedType(key, number != 0));
         break;

@@ -2,6 +2,7 @@
 
 #include "StoreFixture.h"
 #include "support/Child.h"
+#include "support/WaitedTime.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -240,6 +241,27 @@ TEST_F(FaultsTest, ACleaningThatFailsLeavesTheFileFree)
     EXPECT_EQ(database.Prune([change] { return change - 1; }), kOk);
 }
 
+TEST_F(FaultsTest, ACleaningRemovesSomeRowsAndWaitsForNobody)
+{
+    Database database(m_folders.persistent, kPersistentFile, Durability::ProcessDeath);
+    std::int64_t change = 0;
+    for (int number = 0; number < 6000; ++number) {
+        ASSERT_EQ(database.Set("db/key", number, change), kOk);
+    }
+    EXPECT_EQ(database.Prune([change] { return change - 1; }), kOk);
+    std::vector<Change> log;
+    EXPECT_EQ(database.ChangesAfter(0, log), kOk);
+    EXPECT_EQ(log.size(), 6000U - 4097U);
+
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(PersistentFile().c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    const support::WaitedTime waited(getpid());
+    EXPECT_EQ(database.Prune([change] { return change - 1; }), kFailed);
+    EXPECT_LT(waited.SoFar(), std::chrono::milliseconds(300));
+    sqlite3_close(other);
+}
+
 TEST_F(FaultsTest, ADamagedFileDoesNotHoldUpTheNoticesOfTheOther)
 {
     Store store(m_folders);
@@ -347,6 +369,25 @@ TEST_F(FaultsTest, AFileKeptLockedHoldsUpOneCallForLessThanASecondAndTheNextOnes
     EXPECT_EQ(store.Set("db/key", 5), kFailed);
     EXPECT_GT(Clock::now() - startOfNext, std::chrono::milliseconds(500));
     EXPECT_EQ(GetCapturedStderr(), "settings: cannot write " + PersistentFile() + ": database is locked\n");
+    sqlite3_close(other);
+}
+
+TEST_F(FaultsTest, AStoreThatWaitedInVainAndIsGoneLeavesOthersTheirPatience)
+{
+    sqlite3* other = nullptr;
+    {
+        Store gone(m_folders);
+        ASSERT_EQ(gone.Set("db/key", 1), kOk);
+        ASSERT_EQ(sqlite3_open(PersistentFile().c_str(), &other), SQLITE_OK);
+        ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+        CaptureStderr();
+        EXPECT_EQ(gone.Set("db/key", 2), kFailed);
+    }
+    Store store(m_folders);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(store.Set("db/key", 3), kFailed);
+    EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
+    GetCapturedStderr();
     sqlite3_close(other);
 }
 

@@ -276,6 +276,34 @@ TEST_P(HiddenKeyTest, IsReportedWhenItIsMissed)
 INSTANTIATE_TEST_SUITE_P(FormatTest, HiddenKeyTest, ::testing::Bool(),
                          [](const auto& test) { return test.param ? "OutOfOrder" : "NotCounted"; });
 
+TEST_F(FormatTest, ADamagedPageIsReportedOnceThoughOthersCanBeRead)
+{
+    {
+        Store store(m_folders);
+        for (int number = 100; number < 300; ++number) {
+            ASSERT_EQ(store.Set(("db/key" + std::to_string(number)).c_str(), number), kOk);
+        }
+    }
+    std::string content = Content();
+    std::size_t last = 0; // of the pages with keys
+    for (std::size_t page = 1024; page < content.size(); page += 1024) {
+        last = content[page] == '\x0a' ? page : last;
+    }
+    ASSERT_GT(last, 0U);
+    content[last] = '\x7f'; // a kind of page that does not exist
+    Replace(content);
+    Store store(m_folders);
+    CaptureStderr();
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        std::vector<Entry> entries;
+        Value value;
+        EXPECT_EQ(store.List("db/", &entries), kFailed);
+        EXPECT_EQ(store.Get("db/key100", &value), kOk);
+    }
+    EXPECT_EQ(GetCapturedStderr(),
+              "settings: cannot read " + PersistentFile() + ": database disk image is malformed\n");
+}
+
 TEST_F(FormatTest, AFileIsLookedThroughForMissingKeysOnceAnOpening)
 {
     const std::string damaged = m_root + "/damaged.db";

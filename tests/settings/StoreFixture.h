@@ -8,12 +8,10 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace settings {
@@ -34,20 +32,6 @@ inline bool RunUntil(const std::function<bool()>& condition)
     }
     g_source_remove(deadline);
     return !late;
-}
-
-// Writes again and again while others hold the file for longer than a call waits, as they do on a machine under load.
-// False when that takes more than a generous time.
-inline bool SetInTime(Store& store, const std::string& key, const Value& value)
-{
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (store.Set(key.c_str(), value) != kOk) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
 }
 
 // Lets everything that is due on the main loop happen.
