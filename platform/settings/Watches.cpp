@@ -136,7 +136,6 @@ bool Watches::FindStart(std::size_t side, std::int64_t now)
         return false;
     }
     reader.isPlaced = true;
-    m_sides[side].position.MoveTo(database.IdInFile(reader.read));
     return true;
 }
 

@@ -237,6 +237,30 @@ TEST_F(LateTest, ASecondWatchBegunInVainIsNotToldOfWhatCameBetweenTheTwo)
     EXPECT_THAT(late.notices, ElementsAre("too db/key=3"));
 }
 
+TEST_F(LateTest, AReadInVainIsTriedAgainAfterAPause)
+{
+    {
+        const OutOfUse outOfUse(PersistentFile());
+        EXPECT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kFailed);
+    }
+    Store(m_folders).Set("db/key", 2);
+    {
+        const OutOfUse outOfUse(PersistentFile());
+        RunWhatIsDue();
+    }
+    EXPECT_TRUE(RunUntil([this] { return !recorder.notices.empty(); }));
+    EXPECT_THAT(recorder.notices, ElementsAre("db/key=2"));
+}
+
+TEST_F(LateTest, AReadInVainIsNotTriedForEver)
+{
+    const OutOfUse outOfUse(PersistentFile());
+    EXPECT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kFailed);
+    Bell(WatchersFolder() + "/db.bell").Ring();
+    RunWhatIsDue();
+    EXPECT_TRUE(RunUntil([] { return TimeToNextWakeUp() > 1000; }));
+}
+
 TEST_F(LateTest, AWatchBegunInVainIsReplacedAndEndedLikeAnyOther)
 {
     Recorder second;
