@@ -46,7 +46,7 @@ std::size_t WidthOf(gunichar character)
 template <typename Told>
 void ForEachCharacter(const std::string& text, Told told)
 {
-    for (const char* at = text.c_str(); *at != '\0'; at = g_utf8_next_char(at)) {
+    for (const char* at = text.c_str(); *at != '\0'; at += g_utf8_skip[static_cast<guchar>(*at)]) {
         told(g_utf8_get_char(at));
     }
 }

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <functional>
+#include <iterator>
 #include <string_view>
 #include <utility>
 #include <vector>

@@ -1,9 +1,13 @@
 #include "vyrel-companion/Companion.h"
 
 #include "bluez/Address.h"
+#include "bus/Handles.h"
+#include "people/Failure.h"
 #include "people/Words.h"
 #include "vyrel-companion/Notices.h"
+#include "vyrel-companion/Rules.h"
 
+#include <glib-object.h>
 #include <glib-unix.h>
 
 #include <bt_audio.h>
@@ -12,7 +16,9 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <optional>
 #include <string>
+#include <utility>
 
 namespace companion {
 

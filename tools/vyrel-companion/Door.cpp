@@ -1,10 +1,14 @@
 #include "vyrel-companion/Door.h"
 
+#include "bus/Handles.h"
 #include "bus/Remote.h"
 #include "bus/SystemBus.h"
 #include "people/Bus.h"
+#include "people/Failure.h"
 #include "people/Words.h"
 #include "vyrel-companion/Notices.h"
+
+#include <glib-object.h>
 
 #include <bt_adapter.h>
 

@@ -1,5 +1,6 @@
 // vyrel-companion: the connection manager of a box that has no other.
 
+#include "people/Failure.h"
 #include "people/Json.h"
 #include "people/Output.h"
 #include "people/Table.h"

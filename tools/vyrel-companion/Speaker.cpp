@@ -1,6 +1,7 @@
 #include "vyrel-companion/Speaker.h"
 
 #include "bluez/Address.h"
+#include "bus/Handles.h"
 #include "bus/Remote.h"
 #include "people/Bus.h"
 #include "people/NoListener.h"
@@ -8,12 +9,17 @@
 #include "settings/Value.h"
 #include "vyrel-companion/Notices.h"
 
+#include <glib-object.h>
+#include <glib.h>
+
 #include <sound_manager.h>
 
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <map>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 namespace companion {

@@ -1,8 +1,10 @@
 #include "vyrel-ctl/Box.h"
 
 #include "bus/Handles.h"
+#include "people/Failure.h"
 #include "people/NoListener.h"
 
+#include <map>
 #include <string_view>
 #include <utility>
 

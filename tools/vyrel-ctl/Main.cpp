@@ -1,17 +1,23 @@
 // vyrel-ctl: shows people the Bluetooth service of their box, and tells it what they want.
 
+#include "bluez/Tree.h"
 #include "people/Bus.h"
+#include "people/Failure.h"
 #include "people/Output.h"
+#include "people/Requests.h"
 #include "vyrel-ctl/Box.h"
 #include "vyrel-ctl/Options.h"
 #include "vyrel-ctl/Show.h"
 #include "vyrel-ctl/Watch.h"
+
+#include <glib.h>
 
 #include <bt_adapter.h>
 #include <device_power.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>

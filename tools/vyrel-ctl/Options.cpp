@@ -3,7 +3,11 @@
 #include "people/Arguments.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
 #include <charconv>
+#include <stdexcept>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -72,9 +76,15 @@ Parser::Parser()
     Add(m_app, "status", Action::Status);
     Add(m_app, "devices", Action::Devices)->add_flag("--all", m_options.all)->disable_flag_override();
     Add(m_app, "remotes", Action::Remotes);
-    Add(m_app, "power", Action::Power)
-        ->add_option("STATE", m_options.state)
-        ->check(CLI::IsMember({"normal", "picture-off", "standby", "suspend", "off", "reboot"}));
+    const auto takeState = [this](const std::string& text) {
+        constexpr std::array<std::string_view, 6> kStates = {"normal",  "picture-off", "standby",
+                                                             "suspend", "off",         "reboot"};
+        if (std::ranges::find(kStates, text) == kStates.end()) {
+            throw CLI::ValidationError("\"" + text + "\" is no power state to go to");
+        }
+        m_options.state = text;
+    };
+    Add(m_app, "power", Action::Power)->add_option_function<std::string>("STATE", takeState);
     AddPairing();
     Add(m_app, "features", Action::Features);
     CLI::App* watch = Add(m_app, "watch", Action::Watch);

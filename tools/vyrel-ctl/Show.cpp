@@ -5,9 +5,13 @@
 #include "people/Text.h"
 #include "people/Words.h"
 
+#include <glib.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <iterator>
+#include <optional>
 
 namespace control {
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "bluez/Tree.h"
 #include "people/Bus.h"
+#include "people/Requests.h"
 #include "vyrel-ctl/Box.h"
 
 #include <string>

@@ -1,15 +1,25 @@
 // All at a glance.
 
+#include "bluez/Tree.h"
+#include "bus/Handles.h"
 #include "bus/SystemBus.h"
+#include "people/Bus.h"
+#include "people/Failure.h"
 #include "people/Json.h"
 #include "people/Output.h"
 #include "people/Table.h"
 #include "people/Text.h"
 #include "people/Words.h"
+#include "vyrel-ctl/Box.h"
 #include "vyrel-ctl/Show.h"
 
+#include <glib.h>
+
+#include <cstddef>
 #include <functional>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace control {
 

@@ -2,17 +2,24 @@
 
 #include "bus/Handles.h"
 #include "bus/SystemBus.h"
+#include "people/Failure.h"
 #include "people/Json.h"
 #include "people/Output.h"
 #include "people/Text.h"
 #include "people/Words.h"
 
+#include <gio/gio.h>
+#include <glib-object.h>
 #include <glib-unix.h>
 
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <exception>
+#include <initializer_list>
+#include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>

@@ -3,6 +3,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace hid {
 

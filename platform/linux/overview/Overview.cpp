@@ -3,6 +3,7 @@
 #include "Log.h"
 #include "features/KeyFiles.h"
 #include "hid/Host.h"
+#include "hid/Protocol.h"
 #include "hid/Remote.h"
 #include "hid/Roster.h"
 
