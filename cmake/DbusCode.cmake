@@ -1,6 +1,9 @@
 include_guard(GLOBAL)
 find_program(GDBUS_CODEGEN gdbus-codegen REQUIRED)
 
+# What has to be there before a source can be looked at by itself.
+add_custom_target(dbus_code)
+
 # A library of proxies and skeletons for the interfaces of these XML files: vyrel_add_dbus_code(NAME PREFIX NAMESPACE
 # XML...) makes NAME with the header NAME.h. PREFIX is taken off the interfaces' names, NAMESPACE put before the types'.
 function(vyrel_add_dbus_code name prefix namespace)
@@ -22,6 +25,7 @@ function(vyrel_add_dbus_code name prefix namespace)
             VERBATIM)
     endforeach()
     add_library(${name} STATIC "${folder}/${name}.c" "${folder}/${name}.h")
+    add_dependencies(dbus_code ${name})
     # Nobody here wrote it, so nobody here is warned of it.
     target_compile_options(${name} PRIVATE -w)
     target_include_directories(${name} SYSTEM PUBLIC "${folder}")

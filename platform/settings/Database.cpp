@@ -4,6 +4,8 @@
 #include "Forks.h"
 #include "Schema.h"
 #include "Waiting.h"
+#include "settings/Moment.h"
+#include "settings/Rights.h"
 #include "settings/Statement.h"
 #include "settings/Value.h"
 
@@ -23,6 +25,7 @@
 #include <filesystem>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <system_error>
 #include <utility>
 #include <variant>

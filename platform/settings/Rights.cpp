@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <string_view>
 
 namespace settings {
 namespace {

@@ -3,6 +3,9 @@
 #include "CheckedType.h"
 #include "Statement.h"
 
+#include <cstddef>
+#include <string>
+
 namespace settings {
 namespace {
 

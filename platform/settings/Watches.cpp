@@ -4,6 +4,7 @@
 #include "settings/Bell.h"
 #include "settings/Database.h"
 #include "settings/KeyNode.h"
+#include "settings/Moment.h"
 #include "settings/NoticeOrder.h"
 #include "settings/ReadPosition.h"
 #include "settings/Value.h"
@@ -11,6 +12,7 @@
 #include <glib-unix.h>
 
 #include <sys/inotify.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <algorithm>

@@ -1,8 +1,12 @@
 // The command vyrel-settings, as a shell runs it.
 
 #include "StoreFixture.h"
+#include "settings/Locations.h"
+#include "settings/Store.h"
+#include "settings/Value.h"
 #include "vyrel-settings/Options.h"
 
+#include <glib.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -11,7 +15,15 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <initializer_list>
 #include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
 
 namespace settings {
 namespace {

@@ -1,9 +1,17 @@
 // A store that cannot be used: clear errors, once, and nothing worse.
 
 #include "StoreFixture.h"
+#include "settings/Bell.h"
+#include "settings/Database.h"
+#include "settings/FileDescriptor.h"
+#include "settings/Locations.h"
+#include "settings/ReadPosition.h"
+#include "settings/Store.h"
+#include "settings/Value.h"
 #include "support/Child.h"
 #include "support/WaitedTime.h"
 
+#include <glib.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -15,11 +23,18 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <limits>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace settings {
 namespace {

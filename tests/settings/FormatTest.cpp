@@ -2,7 +2,11 @@
 
 #include "StoreFixture.h"
 #include "settings/CheckedType.h"
+#include "settings/Database.h"
+#include "settings/Locations.h"
 #include "settings/Schema.h"
+#include "settings/Store.h"
+#include "settings/Value.h"
 #include "support/Child.h"
 
 #include <gmock/gmock.h>
@@ -12,14 +16,23 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstddef>
+#include <cstdint>
+#include <filesystem>
 #include <fstream>
+#include <initializer_list>
+#include <limits>
 #include <map>
 #include <memory>
+#include <optional>
 #include <random>
 #include <sstream>
+#include <string>
 #include <utility>
+#include <variant>
+#include <vector>
 
 namespace settings {
 namespace {

@@ -1,6 +1,10 @@
 // Files that are removed, replaced or cut while they are open, and files that nobody can write to.
 
 #include "StoreFixture.h"
+#include "settings/Database.h"
+#include "settings/Locations.h"
+#include "settings/Store.h"
+#include "settings/Value.h"
 #include "support/Child.h"
 
 #include <gmock/gmock.h>
@@ -15,8 +19,14 @@
 #include <chrono>
 #include <csignal>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 namespace settings {
 namespace {

@@ -6,7 +6,10 @@
 #include "settings/Rights.h"
 
 #include "StoreFixture.h"
+#include "settings/Locations.h"
 #include "settings/ReadPosition.h"
+#include "settings/Store.h"
+#include "settings/Value.h"
 #include "support/Child.h"
 
 #include <gtest/gtest.h>
@@ -16,8 +19,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <fstream>
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <vector>
 
 namespace settings {
 namespace {

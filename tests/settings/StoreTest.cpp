@@ -1,11 +1,24 @@
 // Values, types and keys.
 
+#include "settings/Store.h"
+
 #include "StoreFixture.h"
+#include "settings/Database.h"
+#include "settings/Locations.h"
+#include "settings/Value.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <initializer_list>
 #include <limits>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
 
 namespace settings {
 namespace {

@@ -3,11 +3,16 @@
 #include "settings/Vconf.h"
 
 #include "StoreFixture.h"
+#include "settings/Store.h"
+#include "settings/Value.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace settings {
 namespace {

@@ -2,6 +2,11 @@
 // go the next call works.
 
 #include "StoreFixture.h"
+#include "settings/FileDescriptor.h"
+#include "settings/Locations.h"
+#include "settings/Store.h"
+#include "settings/Value.h"
+#include "support/Child.h"
 #include "support/ChildProcess.h"
 #include "support/WaitedTime.h"
 
@@ -9,11 +14,18 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <vector>
 
 namespace settings {
 namespace {

@@ -1,16 +1,26 @@
 // Notices of writes, within one process.
 
 #include "StoreFixture.h"
+#include "settings/Bell.h"
+#include "settings/Database.h"
+#include "settings/KeyNode.h"
+#include "settings/Locations.h"
+#include "settings/Store.h"
+#include "settings/Value.h"
 
+#include <glib.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace settings {
 namespace {
