@@ -8,7 +8,8 @@ run=(dbus-daemon)
 test=(libgtest-dev libgmock-dev pulseaudio python3 systemd dbus dbus-bin)
 bench=(valgrind)
 # Two emulated machines with the tree of this one: what runs in them has to be here. Their kernel is only unpacked.
-vm=(qemu-system-x86 busybox-static cpio gzip kmod python3 python3-gi gir1.2-glib-2.0 dbus bluez bluez-test-tools)
+vm=(qemu-system-x86 busybox-static cpio gzip kmod python3 python3-gi gir1.2-glib-2.0 dbus udev bluez
+    bluez-test-tools)
 ci=(git clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev cppcheck gcovr iwyu)
 
 wanted=("${build[@]}")

@@ -17,7 +17,7 @@ import traceback
 from gi.repository import Gio, GLib
 
 import sound
-from bus import (ADAPTER, DEVICE, HCI, Bus, Daemons, Management, Refused, TimeOut, boolean, connect, pass_time, stays,
+from bus import (ADAPTER, DEVICE, HCI, Bus, Daemons, Refused, TimeOut, boolean, connect, link_lost, links, pass_time, stays,
                  tell_relay, text, wait)
 from wire import Peer
 
@@ -31,6 +31,7 @@ UUID = 'dfc3afaa-6ff9-4a05-b68c-a0b725f90005'
 MANAGER, SHIFT = 'com.quorix.tv.bt.connectionmanager', 'com.quorix.tv.bt.connectionshift'
 SIBLINGS = (MANAGER, SHIFT, 'com.quorix.tv.hfpAgent.api', 'com.quorix.tv.bt.updatemanager',
             'com.quorix.tv.bt.irmonitor')
+DATA = '/opt/usr/home/owner/apps_rw/org.vantor.vyrel/data'
 PERSISTENT, MEMORY, KEEPERS = '/var/lib/vyrel-lite', '/run/vyrel-lite', '/etc/vyrel-lite/features.d'
 
 
@@ -111,12 +112,13 @@ class Box:
         self.bus, self.daemons, self.peer = Bus(), Daemons(LOGS), Peer()
         self.calls = []
         self.siblings = {interface: Sibling(interface, self.calls) for interface in SIBLINGS}
-        self.sound = self.management = None
+        self.sound = None
         self.logind = Logind()
         self.requests, self.done = [], []
         self.bus.connection.signal_subscribe(None, 'org.vantor.platform.Pairing1', None, None, None,
                                              Gio.DBusSignalFlags.NONE, self._asked)
         self.peer_address = self.address = None
+        self.stale_links = False # what was reported lost, the emulator still has
 
     def _asked(self, connection, sender, path, interface, signal, arguments):
         {'Request': self.requests, 'Done': self.done}[signal].append(arguments.unpack())
@@ -139,10 +141,10 @@ class Box:
 
     def radio_goes(self):
         self.daemons.stop('radio')
+        self.peer.lose_links()
         wait(lambda: not os.path.isdir('/sys/class/bluetooth/hci0'), 'the kernel has no adapter')
 
     def strength(self, value):
-        wait(lambda: os.path.exists('/run/relay.box'), 'the relay listens')
         tell_relay('box', rssi=value)
 
     def inject(self, packet):
@@ -165,7 +167,7 @@ class Box:
         self.daemons.stop('bluetoothd')
         with open('/run/bluetoothd.conf', 'w') as file:
             file.write('[General]\nClass = 0x08043c\nDiscoverableTimeout = 0\nPairableTimeout = 0\n'
-                       f'[Policy]\nAutoEnable = {str(auto_enable).lower()}\n[GATT]\nChannels = 1\n')
+                       f'JustWorksRepairing = confirm\n[Policy]\nAutoEnable = {str(auto_enable).lower()}\n[GATT]\nChannels = 1\n')
         self.daemons.start('bluetoothd', BLUETOOTHD, '-n', '-d', '-f', '/run/bluetoothd.conf')
         wait(lambda: self.bus.adapter().get('Powered') in ([True] if auto_enable else [True, False]),
              'the Bluetooth daemon has its adapter', 30)
@@ -178,14 +180,18 @@ class Box:
 
     def reset(self, peer, auto_enable=False, settings=(), features=()):
         """A box on which nothing was ever done, and another device beside it."""
-        becoming = self.peer.begin('become', peer)
         self.daemons.stop('service')
         self.sound_goes()
         self.daemons.stop('bluetoothd')
+        if self.stale_links:
+            self.daemons.stop('radio')
+        becoming = self.peer.begin('become', peer, self.stale_links)
         if not self.daemons.lives('radio'):
             self.radio_comes()
-        for folder in (PERSISTENT, MEMORY, KEEPERS):
+        self.stale_links = False
+        for folder in (PERSISTENT, MEMORY, KEEPERS, DATA):
             shutil.rmtree(folder, ignore_errors=True)
+        os.makedirs(DATA) # as the package has it made
         for name in os.listdir('/var/lib/bluetooth'):
             shutil.rmtree(f'/var/lib/bluetooth/{name}')
         for name in ('/tmp/app_ready', '/tmp/solar', '/tmp/.bt_irmonitor'):
@@ -206,6 +212,11 @@ class Box:
 
     def sound_comes(self, service=sound.SOURCE):
         self.sound = sound.Endpoint(self.bus, service)
+
+    def sound_comes_again(self, service):
+        """As an audio server does it when its daemon or its adapter was away."""
+        self.sound_goes()
+        self.sound_comes(service)
 
     def sound_goes(self):
         if self.sound:
@@ -314,8 +325,18 @@ class Box:
     def wait_device(self, name, value, seconds=20):
         wait(lambda: self.device().get(name) == value, f'{name} of the other device is {value}', seconds)
 
-    def on_device(self, method, seconds=45):
-        self.bus.call(self.device_path(), DEVICE, method, seconds=seconds)
+    def connect(self):
+        """As a connection manager does it: again, while the daemon is busy with the device."""
+        def done():
+            try:
+                self.bus.call(self.device_path(), DEVICE, 'Connect', seconds=45)
+                return True
+            except Refused as error:
+                if error.args[0] != 'org.bluez.Error.InProgress':
+                    raise
+                pass_time(0.5)
+                return False
+        wait(done, 'the device is connected', 60)
 
     def trust(self):
         self.bus.set(self.device_path(), DEVICE, 'Trusted', boolean(True))
@@ -323,9 +344,71 @@ class Box:
     def forget_device(self):
         self.bus.call(HCI, ADAPTER, 'RemoveDevice', GLib.Variant('(o)', (self.device_path(),)))
 
-    def manage(self):
-        self.management = self.management or Management()
-        return self.management
+    def part(self):
+        """No link between the two; what comes next begins with one of its own."""
+        self.peer.part()
+        wait(lambda: not links(), 'there is no link')
+
+    def bond(self):
+        """The two become acquainted, as the connection manager wants it; the device begins, whatever it is: a pairing
+        that this end begins does not get through the emulator of controllers."""
+        self.peer.agent('NoInputNoOutput')
+        self.peer.pair_begin(self.address, capability=3)
+        self.got('SspConcentRequest')
+        self.answers('AnswerConsent', self.peer_address, True)
+        if (status := self.peer.pair_outcome()) != 0:
+            raise AssertionError(f'no bond: {status}')
+        wait(lambda: self.device().get('Bonded'), 'the bond is there')
+        self.trust()
+        wait(lambda: self.device().get('UUIDs'), 'the daemon has asked what the other can do')
+        self.peer_knows_services()
+        self.part()
+        self.forget_calls()
+
+    def peer_knows_services(self):
+        """The other's daemon asks by itself after a pairing, and is busy until then."""
+        def known():
+            device = self.peer.device(self.address)
+            return device.get('UUIDs') and (device['ServicesResolved'] or not device['Connected'])
+        wait(known, 'the other knows what this one can do')
+
+    def next_boot(self):
+        """What starts after the machine was off: nothing of what /run held is there."""
+        self.stop_service()
+        shutil.rmtree(MEMORY, ignore_errors=True)
+        self.bluetoothd()
+        self.forget_calls()
+        self.service()
+        wait(lambda: UUID in self.bus.adapter().get('UUIDs', []), 'the adapter is set up')
+
+    def find_and_pair(self):
+        """A device on low energy, as a connection manager does it: listen, pair, trust."""
+        self.bus.call(HCI, ADAPTER, 'SetDiscoveryFilter', GLib.Variant('(a{sv})', ({'Transport': text('le')},)))
+        self.bus.call(HCI, ADAPTER, 'StartDiscovery')
+        wait(self.device_path, 'the device is heard', 20)
+        self.bus.call(HCI, ADAPTER, 'StopDiscovery')
+        pairing = self.bus.ask(self.device_path(), DEVICE, 'Pair')
+        wait(lambda: pairing.done or self.count('SspConcentRequest'), 'it pairs', 30)
+        if not pairing.done:
+            self.answers('AnswerConsent', self.peer_address, True)
+        pairing.result(30)
+        self.trust()
+
+    def lose_link(self, reason):
+        """The controllers hear nothing of each other any more."""
+        self.stale_links = True
+        if not link_lost('box', reason):
+            raise AssertionError('there is no link')
+        self.peer.lose_links()
+
+    def strangers(self):
+        """The two have never met."""
+        if self.peer.device(self.address):
+            self.peer.forget(self.address)
+        if self.device_path():
+            self.forget_device()
+        self.part()
+        self.forget_calls()
 
 
 def check(what, is_so, detail=''):
@@ -344,19 +427,25 @@ def words_of(function):
 
 
 def run_suite(box, name):
+    """Each case goes on from where the one before it ended, so the first that fails is the last."""
     module = importlib.import_module(name)
-    failed = False
-    for case in (value for key, value in vars(module).items() if key.startswith('test_')):
+    cases = [value for key, value in vars(module).items() if key.startswith('test_')]
+    box.stale_links = True # whatever the suite before this one left
+    for number, case in enumerate(cases):
         begun = time.monotonic()
         try:
             case(box)
             print(f'@pass {name} {time.monotonic() - begun:.1f} {words_of(case)}')
         except Exception as error: # a test may fail in any way
-            failed = True
             print(f'@fail {name} {time.monotonic() - begun:.1f} {words_of(case)}')
-            for line in (traceback.format_exc().splitlines()[-9:-1] + str(error).splitlines()):
-                print(f'@! {line}')
-    return not failed
+            frames = traceback.extract_tb(error.__traceback__)
+            for frame in (frame for frame in frames if '/suites/' in frame.filename):
+                print(f'@! {os.path.basename(frame.filename)}:{frame.lineno}: {frame.line}')
+            print(f'@! {type(error).__name__}: ' + str(error).replace('\n', '\n@! '))
+            if left := len(cases) - number - 1:
+                print(f'@! {left} cases after this one are left out')
+            return False
+    return True
 
 
 def main():

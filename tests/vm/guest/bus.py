@@ -2,6 +2,7 @@
 answering others meanwhile."""
 
 import ctypes
+import json
 import os
 import socket
 import struct
@@ -163,7 +164,7 @@ class Management:
 
     ANY, CONTROL = 0xffff, 3
     COMPLETE, STATUS = 1, 2
-    PAIR, UNPAIR, DISCONNECT, INFORMATION = 0x19, 0x1b, 0x14, 0x31
+    SIMPLE_PAIRING, PAIR = 0x0b, 0x19
 
     def __init__(self):
         self.socket = socket.socket(socket.AF_BLUETOOTH, socket.SOCK_RAW | socket.SOCK_NONBLOCK, socket.BTPROTO_HCI)
@@ -200,9 +201,29 @@ class Management:
 
 
 def tell_relay(name, **words):
-    import json
-    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender:
-        sender.sendto(json.dumps(words).encode(), f'/run/relay.{name}')
+    """As soon as it listens: it may just have been started."""
+    def told():
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender:
+            try:
+                sender.sendto(json.dumps(words).encode(), f'/run/relay.{name}')
+                return True
+            except OSError:
+                return False
+    wait(told, f'the relay of {name} listens')
+
+
+def links():
+    """The handles of the kernel's links."""
+    said = subprocess.run(['hcitool', 'con'], capture_output=True, text=True, stdin=subprocess.DEVNULL).stdout
+    return [int(line.split(' handle ')[1].split()[0]) for line in said.splitlines() if ' handle ' in line]
+
+
+def link_lost(name, reason=0x08):
+    """Have the controller of this machine report the end of all its links; 0x08: nothing was heard for too long."""
+    handles = links()
+    for handle in handles:
+        tell_relay(name, inject=(b'\x04\x05\x04\x00' + struct.pack('<HB', handle, reason)).hex())
+    return len(handles)
 
 
 def text(value):

@@ -2,7 +2,9 @@
 """The second machine: the devices around the box, one at a time. They do what BlueZ does as a client, and nothing for the
 sake of who is tested."""
 
+import errno
 import os
+import select
 import shutil
 import socket
 import subprocess
@@ -44,10 +46,10 @@ INTERFACES = {interface.name: interface for interface in Gio.DBusNodeInfo.new_fo
 class Machine:
     def __init__(self):
         self.bus, self.daemons, self.management = Bus(), Daemons(LOGS), None
-        self.asked, self.agent_calls, self.agent_answers, self.exported = {}, [], {}, []
+        self.asked, self.agent_calls, self.agent_answers, self.exported = {}, [], {}, {}
         self.application = self.sound = None
         self.sockets = []
-        self.kind = None
+        self.kind, self.simple = None, True
         self.queue = []
         self.wire = Wire(self.queue.append)
 
@@ -73,9 +75,13 @@ class Machine:
             self.daemons.stop(name)
         os._exit(0)
 
-    def become(self, kind):
-        """Another device, that has met nobody yet; its address."""
+    def become(self, kind, fresh=False):
+        """Another device, that has met nobody yet; its address. Fresh: with a controller that knows of no link."""
         self.put_away()
+        if fresh or not self.simple:
+            self.simple = True
+            self.daemons.stop('bluetoothd')
+            self.daemons.stop('radio')
         if kind == self.kind and self.daemons.lives('bluetoothd') and self.bus.adapter().get('Powered'):
             for path, interfaces in self.bus.objects().items():
                 if DEVICE in interfaces:
@@ -95,16 +101,19 @@ class Machine:
             self.application.withdraw()
         if self.sound:
             self.sound.withdraw()
-        for path, number in self.exported:
-            self.bus.connection.unregister_object(number)
-            if path == '/agent':
-                self._agents('UnregisterAgent')
-            elif path == '/hid':
-                self.bus.ask('/org/bluez', 'org.bluez.ProfileManager1', 'UnregisterProfile', GLib.Variant('(o)', (path,)))
+        self._put_away('/agent', '/hid')
         for plug in self.sockets:
             plug.close()
-        self.exported, self.application, self.sound, self.sockets = [], None, None, []
+        self.application, self.sound, self.sockets = None, None, []
         self.asked, self.agent_calls, self.agent_answers = {}, [], {}
+
+    def _put_away(self, *paths):
+        for path in paths:
+            if path in self.exported:
+                self.bus.connection.unregister_object(self.exported.pop(path))
+                manager, method = {'/agent': ('org.bluez.AgentManager1', 'UnregisterAgent'),
+                                   '/hid': ('org.bluez.ProfileManager1', 'UnregisterProfile')}[path]
+                self.bus.ask('/org/bluez', manager, method, GLib.Variant('(o)', (path,)))
 
     def start(self):
         kind, device, options, more = KINDS[self.kind]
@@ -132,7 +141,7 @@ class Machine:
 
     # Calls that last: started here, their results fetched later.
 
-    def begin(self, method, address, *arguments):
+    def ask_device(self, method, address, *arguments):
         """A method of the device with this address; a text argument at most."""
         path, _ = self.bus.device(address)
         if not path:
@@ -141,21 +150,22 @@ class Machine:
                                           GLib.Variant('(s)', arguments) if arguments else None)
 
     def outcome(self, method, seconds=30):
-        """Nothing when it went well, else the name of the error."""
+        """Nothing when it went well, else what the daemon says."""
         try:
             self.asked[method].result(seconds)
             return None
         except Refused as error:
-            return error.args[0]
+            return ' '.join(error.args)
 
     def do(self, method, address, *arguments):
-        self.begin(method, address, *arguments)
+        self.ask_device(method, address, *arguments)
         return self.outcome(method, 40)
 
     # Pairing
 
     def agent(self, capability, **answers):
         """How the person at this device answers: by method, a value, or nothing for a refusal."""
+        self._put_away('/agent')
         self.agent_answers, self.agent_calls = answers, []
 
         def called(connection, sender, path, interface, method, arguments, invocation):
@@ -179,19 +189,29 @@ class Machine:
         return self.agent_calls
 
     def pair_begin(self, address, capability=1):
-        """Over the management socket, as the daemon does it; it needs no inquiry for that."""
+        """Over the management socket, as the daemon does it; it needs no inquiry for that. A channel to the other's
+        services keeps the link, which else ends when nothing happens on it for two seconds: a long time for a phone,
+        not for an emulated machine."""
+        self.channel = socket.socket(socket.AF_BLUETOOTH, socket.SOCK_SEQPACKET | socket.SOCK_NONBLOCK,
+                                     socket.BTPROTO_L2CAP)
+        if self.channel.connect_ex((address, 1)) not in (0, errno.EINPROGRESS):
+            raise OSError('no channel')
+        wait(lambda: select.select([], [self.channel], [], 0)[1], 'the other is reached', 20)
         self.management.pair(address, 0, capability)
 
     def pair_outcome(self, seconds=40):
         """The kernel's status: 0 paired, 5 authentication failed, ..."""
-        return self.management.answer(Management.PAIR, seconds)[0]
-
-    def pair(self, address, capability=1):
-        self.pair_begin(address, capability)
-        status = self.pair_outcome()
-        if status == 0:
-            wait(lambda: self.bus.device(address)[1].get('Paired'), 'the daemon knows of the bond')
+        status = self.management.answer(Management.PAIR, seconds)[0]
+        self.channel.close()
         return status
+
+    def grow_old(self):
+        """From now on it knows PINs only, as long as it is this device. The kernel takes note, but leaves its controller
+        as it is."""
+        self.simple = False
+        self.management.send(Management.SIMPLE_PAIRING, b'\0')
+        self.management.answer(Management.SIMPLE_PAIRING, 10)
+        self.shell('hcitool cmd 0x03 0x0056 00')
 
     def device(self, address):
         return plain(self.bus.device(address)[1])
@@ -207,8 +227,7 @@ class Machine:
         self.bus.call(HCI, ADAPTER, 'RemoveDevice', GLib.Variant('(o)', (path,)))
 
     def _export(self, path, interface, called):
-        self.exported.append((path, self.bus.connection.register_object(path, INTERFACES[interface], called, None,
-                                                                        None)))
+        self.exported[path] = self.bus.connection.register_object(path, INTERFACES[interface], called, None, None)
 
     # Sound
 
@@ -310,6 +329,20 @@ class Machine:
 
     def inquire(self):
         return bus.inquire()
+
+    def part(self):
+        """No link, and none on its way."""
+        for path, interfaces in self.bus.objects().items():
+            if interfaces.get(DEVICE, {}).get('Connected'):
+                self.bus.ask(path, DEVICE, 'Disconnect')
+        if bus.links():
+            pass_time(0.3)
+            self.shell('; '.join(f'hcitool ledc {handle}' for handle in bus.links()) or 'true')
+        wait(lambda: not bus.links(), 'there is no link', 10)
+
+    def lose_links(self):
+        """The emulator of controllers does not tell of those that vanish."""
+        return bus.link_lost('peer')
 
     def remote_name(self, address):
         return self.shell(f'hcitool name {address}')

@@ -1,0 +1,51 @@
+"""Resets: which bonds go, which stay, and what the next start does."""
+
+import sound
+from box import check, equal, wait
+
+RESET = 'db/vyrel/reset'
+
+
+def test_a_bluetooth_reset_forgets_a_speaker(box):
+    box.reset('speaker')
+    box.service_up()
+    box.sound_comes()
+    box.peer.endpoint(sound.SINK)
+    box.bond()
+    box.settings((RESET, 1))
+    box.key_combination(51)
+    box.got('AdapterDisabled')
+    box.key_combination(52)
+    box.got('DeleteDatabase')
+    wait(lambda: not box.device().get('Bonded'), 'the bond is gone')
+    box.got('BondDestroied', box.peer_address)
+    equal('it is done', box.setting(RESET), '0')
+
+
+def test_a_bluetooth_reset_keeps_the_remote(box):
+    box.reset('remote')
+    box.service_up()
+    box.peer.remote(0x11, 0x10000001)
+    box.find_and_pair()
+    wait(lambda: box.peer.obeyed(), 'it is told something', 20)
+    box.settings((RESET, 1))
+    box.forget_calls()
+    box.key_combination(51)
+    box.got('AdapterDisabled')
+    box.key_combination(52)
+    box.got('DeleteDatabase')
+    check('the bond is still there', box.device().get('Bonded'))
+    equal('nobody hears otherwise', box.count('BondDestroied'), 0)
+    before = len(box.peer.obeyed())
+    wait(lambda: len(box.peer.obeyed()) > before, 'it comes back', 30)
+
+
+def test_a_factory_reset_forgets_all(box):
+    box.settings(('db/vyrel/lastSoundRoute', 5), ('db/vyrel/last_btspk_name', 'Old'), ('db/vyrel/RC_PairCount', 7))
+    box.forget_calls()
+    box.power('RequestPowerOff', 14)
+    wait(lambda: [0x30, '1105'] in box.peer.obeyed(), 'the remote is told first')
+    wait(lambda: box.logind.asked == ['Reboot'], 'the machine starts anew', 20)
+    check('the bond is gone', not box.device().get('Bonded'))
+    equal('what the next start has to do', box.setting(RESET), '1')
+    equal('and another service', box.setting('db/com.quorix.tv.bt-mdemanager/btinfosync/factory_reset_flag'), '1')
