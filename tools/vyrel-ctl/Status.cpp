@@ -69,6 +69,7 @@ std::string WakeJson(const std::vector<Wake>& wakes)
 {
     const auto number = [](int value) { return value < 0 ? json::kNull : std::to_string(value); };
     std::vector<std::string> values;
+    values.reserve(wakes.size());
     for (const Wake& wake : wakes) {
         values.push_back(json::Object({{"cause", json::Text(wake.cause)},
                                        {"time", std::to_string(wake.time)},
@@ -94,6 +95,7 @@ std::string AdapterLines(const std::vector<bluez::Adapter>& adapters)
 std::string AdapterJson(const std::vector<bluez::Adapter>& adapters)
 {
     std::vector<std::string> values;
+    values.reserve(adapters.size());
     for (const bluez::Adapter& adapter : adapters) {
         values.push_back(json::Object({{"index", std::to_string(adapter.Index())},
                                        {"address", json::Text(adapter.address)},
