@@ -86,3 +86,70 @@ def test_after_a_restart_of_the_daemon_it_is_still_asked(box):
     asked(box)
     box.answers('AnswerAuthentication', box.peer_address, True, '')
     equal('paired', box.peer.pair_outcome(), 0)
+
+
+def test_a_service_is_allowed(box):
+    box.peer.endpoint(sound.SOURCE)
+    box.peer_knows_services()
+
+    def allowed():
+        """The daemons of both may begin to ask each other at the same moment, and then give up; people try again."""
+        box.forget_calls()
+        box.peer.ask_device('ConnectProfile', box.address, sound.SINK)
+        equal('who, and what for', asked(box, 'AuthorizationRequest'), (box.peer_address, 'A phone', AUDIO, 0))
+        check('after a sign of life', box.names()[0] == 'Hello()', box.names())
+        box.answers('AnswerService', box.peer_address, AUDIO, True, False)
+        return box.peer.outcome('ConnectProfile') is None
+    check('connected', allowed() or allowed() or allowed())
+    box.got('AudioConnectionStateChanged', box.peer_address, 16, 0, 1)
+    check('it is not trusted for it', not box.device()['Trusted'])
+
+
+def test_a_service_is_refused(box):
+    box.peer.do('Disconnect', box.address)
+    box.wait_device('Connected', False)
+    box.forget_calls()
+    box.peer.ask_device('ConnectProfile', box.address, sound.SINK)
+    asked(box, 'AuthorizationRequest')
+    box.answers('AnswerService', box.peer_address, AUDIO, False, False)
+    check('not connected', box.peer.outcome('ConnectProfile'))
+    equal('nobody hears of a connection', box.count('AudioConnectionStateChanged'), 0)
+
+
+def test_without_a_connection_manager_audio_is_refused_at_once(box):
+    box.peer.do('Disconnect', box.address)
+    box.siblings[MANAGER].go()
+    box.forget_calls()
+    box.peer.ask_device('ConnectProfile', box.address, sound.SINK)
+    check('not connected', box.peer.outcome('ConnectProfile', 10))
+    wait(lambda: box.done and box.done[-1][1] == 'rejected', 'refused, not forgotten')
+    box.siblings[MANAGER].come()
+
+
+def test_who_is_not_answered_is_refused_in_the_end(box):
+    box.strangers()
+    box.peer.pair_begin(box.address)
+    asked(box)
+    stays(lambda: not box.done, 'it waits for an answer', 23)
+    wait(lambda: box.done and box.done[-1][1] == 'timeout', 'it is refused after 25 seconds', 6)
+    check('not paired', box.peer.pair_outcome() != 0)
+    check('no bond', not box.device().get('Bonded'))
+
+
+def test_an_old_phone_takes_a_pin(box):
+    box.strangers()
+    box.peer.grow_old()
+    box.peer.agent('KeyboardDisplay', RequestPinCode='4711')
+    box.peer.shell(f'sdptool browse {box.address}')
+    wait(box.device_path, 'the box knows of it')
+    pairing = box.bus.ask(box.device_path(), DEVICE, 'Pair')
+    equal('a PIN is asked for', asked(box, other=None)[3], ENTER_PIN)
+    try:
+        box.answers('AnswerAuthentication', box.peer_address, True, '')
+        check('an empty PIN is refused', False)
+    except Refused:
+        pass
+    box.answers('AnswerAuthentication', box.peer_address, True, '4711')
+    pairing.result()
+    check('the other was asked too', ['RequestPinCode'] == [call[0] for call in box.peer.agent_calls_so_far()])
+    check('paired', box.peer.device(box.address)['Paired'])

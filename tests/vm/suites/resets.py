@@ -49,3 +49,13 @@ def test_a_factory_reset_forgets_all(box):
     check('the bond is gone', not box.device().get('Bonded'))
     equal('what the next start has to do', box.setting(RESET), '1')
     equal('and another service', box.setting('db/com.quorix.tv.bt-mdemanager/btinfosync/factory_reset_flag'), '1')
+
+
+def test_the_next_start_clears_what_was_known_of_devices(box):
+    box.settings(('db/low-power-support/bt-disable', False)) # what the key 52 left
+    box.next_boot()
+    box.got('DeleteDatabase')
+    equal('done', box.setting(RESET), '0')
+    equal('the route', box.setting('db/vyrel/lastSoundRoute'), '0')
+    equal('the name', box.setting('db/vyrel/last_btspk_name'), '')
+    equal('what is counted stays', box.setting('db/vyrel/RC_PairCount'), '7')
