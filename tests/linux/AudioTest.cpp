@@ -251,7 +251,7 @@ protected:
     static std::string Registration(int number)
     {
         return "RegisterProfile /org/vantor/platform/rfcomm/" + std::to_string(number) +
-               " 12345678-1234-5678-9abc-def012345678";
+               " 12345678-1234-5678-9abc-def012345678 named vyrel-lite";
     }
     static std::string Withdrawal(int number)
     {

@@ -67,7 +67,13 @@ std::string Words(GDBusMessage* message, std::string& member)
         if (g_variant_is_of_type(child.get(), G_VARIANT_TYPE_STRING) ||
             g_variant_is_of_type(child.get(), G_VARIANT_TYPE_OBJECT_PATH)) {
             words += std::string(" ") + g_variant_get_string(child.get(), nullptr);
-        } else if (!g_variant_is_of_type(child.get(), G_VARIANT_TYPE_VARDICT)) {
+        } else if (g_variant_is_of_type(child.get(), G_VARIANT_TYPE_VARDICT)) {
+            // Of the options, what the daemon puts on the air.
+            const char* name = nullptr;
+            if (g_variant_lookup(child.get(), "Name", "&s", &name) != FALSE) {
+                words += std::string(" named ") + name;
+            }
+        } else {
             const bus::TextPtr text(g_variant_print(child.get(), FALSE));
             words += std::string(" ") + text.get();
         }
