@@ -23,6 +23,7 @@ HERE = pathlib.Path(__file__).resolve().parent
 TREE = HERE.parent.parent
 MADE = TREE / 'build' / 'vm'
 LIMIT = 600 # seconds after which something hangs; six minutes are enough on two cores
+SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 SUITES = [path.stem for path in sorted(HERE.joinpath('suites').glob('*.py'))]
 NEEDED = ('qemu-system-x86_64', 'busybox', 'cpio', 'depmod', 'btvirt', 'dbus-daemon')
 
@@ -145,12 +146,15 @@ def parsed():
 
 
 def stop(number, frame):
+    """What comes after the first signal, as with a second Ctrl-C, does not keep us from clearing up."""
+    for each in SIGNALS:
+        signal.signal(each, signal.SIG_IGN)
     raise SystemExit(128 + number)
 
 
 def main():
     arguments = parsed()
-    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+    for number in SIGNALS:
         signal.signal(number, stop)
     path = os.environ.get('PATH', '') + ':/usr/sbin:/sbin'
     missing = [program for program in NEEDED if not shutil.which(program, path=path)]
