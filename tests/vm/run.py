@@ -39,7 +39,8 @@ class Machines:
         words = (f'console=ttyS0 quiet loglevel=1 mitigations=off nokaslr panic=-1 random.trust_cpu=on '
                  f'vyrel.role={role} vyrel.tree={TREE} vyrel.suites={",".join(self.arguments.suites)} '
                  + ('vyrel.shell ' if self.arguments.shell else ''))
-        command = ['qemu-system-x86_64', '-M', 'q35', '-accel', 'tcg,thread=multi', '-cpu', 'max', '-smp', '1', '-m', '512',
+        command = ['qemu-system-x86_64', '-M', 'q35', '-accel', 'tcg,thread=multi', '-cpu', 'max',
+                   '-smp', '1', '-m', '512',
                    '-display', 'none', '-no-reboot', '-nodefaults', '-serial', 'stdio', '-monitor', 'none',
                    '-device', 'virtio-serial-pci']
         for name in ('air', 'wire'):

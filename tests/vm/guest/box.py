@@ -1,7 +1,8 @@
 #!/usr/bin/python3
 """The first machine: the box. The service runs here as it is shipped; around it real daemons, and its siblings played.
 
-Runs the suites that the kernel's command line names, and says on the console what happens, in lines that begin with "@".
+Runs the suites that the kernel's command line names, and says on the console what happens, in lines that begin with
+"@".
 """
 
 import importlib
@@ -17,8 +18,8 @@ import traceback
 from gi.repository import Gio, GLib
 
 import sound
-from bus import (ADAPTER, DEVICE, HCI, Bus, Daemons, Refused, TimeOut, boolean, connect, link_lost, links, pass_time, stays,
-                 tell_relay, text, wait)
+from bus import (ADAPTER, DEVICE, HCI, Bus, Daemons, Refused, TimeOut, boolean, connect, link_lost, links,
+                 pass_time, stays, tell_relay, text, wait)
 from wire import Peer
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -33,6 +34,11 @@ SIBLINGS = (MANAGER, SHIFT, 'com.quorix.tv.hfpAgent.api', 'com.quorix.tv.bt.upda
             'com.quorix.tv.bt.irmonitor')
 DATA = '/opt/usr/home/owner/apps_rw/org.vantor.vyrel/data'
 PERSISTENT, MEMORY, KEEPERS = '/var/lib/vyrel-lite', '/run/vyrel-lite', '/etc/vyrel-lite/features.d'
+
+
+def own(connection, name):
+    connection.call_sync('org.freedesktop.DBus', '/org/freedesktop/DBus', 'org.freedesktop.DBus', 'RequestName',
+                         GLib.Variant('(su)', (name, 4)), None, 0, 5000, None)
 
 
 class Sibling:
@@ -51,8 +57,7 @@ class Sibling:
         self.connection = connect()
         self.connection.register_object(self.path, self.described, self._called, None, None)
         self.connection.signal_subscribe(None, None, None, None, None, Gio.DBusSignalFlags.NONE, self._signalled)
-        self.connection.call_sync('org.freedesktop.DBus', '/org/freedesktop/DBus', 'org.freedesktop.DBus', 'RequestName',
-                                  GLib.Variant('(su)', (self.name, 4)), None, 0, 5000, None)
+        own(self.connection, self.name)
 
     def go(self):
         if self.connection:
@@ -87,8 +92,7 @@ class Logind:
         self.asked, self.connection = [], connect()
         self.connection.register_object('/org/freedesktop/login1', Gio.DBusNodeInfo.new_for_xml(self.XML).interfaces[0],
                                         self._called, None, None)
-        self.connection.call_sync('org.freedesktop.DBus', '/org/freedesktop/DBus', 'org.freedesktop.DBus', 'RequestName',
-                                  GLib.Variant('(su)', ('org.freedesktop.login1', 4)), None, 0, 5000, None)
+        own(self.connection, 'org.freedesktop.login1')
 
     def _called(self, connection, sender, path, interface, method, arguments, invocation):
         if method != 'Inhibit':
@@ -167,7 +171,8 @@ class Box:
         self.daemons.stop('bluetoothd')
         with open('/run/bluetoothd.conf', 'w') as file:
             file.write('[General]\nClass = 0x08043c\nDiscoverableTimeout = 0\nPairableTimeout = 0\n'
-                       f'JustWorksRepairing = confirm\n[Policy]\nAutoEnable = {str(auto_enable).lower()}\n[GATT]\nChannels = 1\n')
+                       f'JustWorksRepairing = confirm\n[Policy]\nAutoEnable = {str(auto_enable).lower()}\n'
+                       '[GATT]\nChannels = 1\n')
         self.daemons.start('bluetoothd', BLUETOOTHD, '-n', '-d', '-f', '/run/bluetoothd.conf')
         wait(lambda: self.bus.adapter().get('Powered') in ([True] if auto_enable else [True, False]),
              'the Bluetooth daemon has its adapter', 30)
@@ -326,8 +331,8 @@ class Box:
         wait(lambda: self.device().get(name) == value, f'{name} of the other device is {value}', seconds)
 
     def connect(self):
-        """As a connection manager does it: again, while the daemon is busy with the device, or when both ends began to ask
-        each other at the same moment and gave up."""
+        """As a connection manager does it: again, while the daemon is busy with the device, or when both ends began to
+        ask each other at the same moment and gave up."""
         for attempt in range(6):
             try:
                 self.bus.call(self.device_path(), DEVICE, 'Connect', seconds=45)

@@ -235,7 +235,8 @@ def boolean(value):
 
 
 def inquire(seconds=1.28):
-    """Ask all around on classic Bluetooth, as the controller's own command does it: address, class and response of each.
+    """Ask all around on classic Bluetooth, as the controller's own command does it: address, class and response of
+    each.
 
     The emulator of controllers dies of an inquiry that is broken off, so this one runs to its end."""
     raw = socket.socket(socket.AF_BLUETOOTH, socket.SOCK_RAW | socket.SOCK_NONBLOCK, socket.BTPROTO_HCI)

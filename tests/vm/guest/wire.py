@@ -1,4 +1,4 @@
-"""What the first machine has the second one do: calls by name, a line of JSON each, over a serial port between the two."""
+"""What the first machine has the second one do: calls by name, a line of JSON each, over a serial port."""
 
 import json
 import os
