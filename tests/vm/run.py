@@ -157,6 +157,8 @@ def main():
     arguments = parsed()
     for number in SIGNALS:
         signal.signal(number, stop)
+    if os.geteuid() != 0:
+        cannot('only root can lend the machines the whole of this one to read: sudo ./test --vm')
     path = os.environ.get('PATH', '') + ':/usr/sbin:/sbin'
     missing = [program for program in NEEDED if not shutil.which(program, path=path)]
     if missing:
