@@ -11,6 +11,8 @@
 
 #include <device_power.h>
 
+#include <string>
+
 namespace {
 
 using linux_test::Stranger;

@@ -1,5 +1,8 @@
 #include "people/Command.h"
 
+#include "support/MainLoop.h"
+
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <utility>

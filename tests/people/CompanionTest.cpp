@@ -1,10 +1,12 @@
 // vyrel-companion as a process. The platform is in this one, and the test speaks for the service.
 
 #include "linux/BluezTest.h"
+#include "linux/FakeBluez.h"
 #include "linux/Root.h"
 #include "people/Caller.h"
 #include "people/Command.h"
 #include "people/Pty.h"
+#include "settings/KeyNode.h"
 #include "settings/Locations.h"
 #include "settings/Store.h"
 #include "settings/Value.h"
@@ -16,16 +18,20 @@
 #include <gio/gio.h>
 #include <gmock/gmock.h>
 
+#include <bluez_dbus.h>
 #include <bt_adapter.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace people_test {

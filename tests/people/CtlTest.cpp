@@ -1,5 +1,7 @@
 // vyrel-ctl, as a shell runs it, on a box whose platform is this process.
 
+#include "linux/BluezTest.h"
+#include "linux/FakeBluez.h"
 #include "linux/FakeRemotes.h"
 #include "linux/Logind.h"
 #include "linux/Policy.h"
@@ -14,10 +16,16 @@
 #include <gio/gio.h>
 #include <gmock/gmock.h>
 
+#include <bluez_dbus.h>
 #include <device_power.h>
 
+#include <algorithm>
+#include <atomic>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <functional>
+#include <initializer_list>
 #include <regex>
 #include <sstream>
 #include <string>

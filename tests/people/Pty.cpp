@@ -10,6 +10,7 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <initializer_list>
 #include <stdexcept>
 #include <system_error>
 #include <utility>

@@ -7,6 +7,7 @@
 #include "settings/Locations.h"
 #include "settings/Store.h"
 #include "settings/Value.h"
+#include "support/Child.h"
 #include "support/ChildProcess.h"
 #include "support/MainLoop.h"
 #include "support/PrivateBus.h"

@@ -231,7 +231,7 @@ class Box:
     # The service
 
     def service(self):
-        self.daemons.start('service', f'{TREE}/build/debug/vyrel-lite', G_DEBUG='fatal-criticals')
+        self.daemons.start('service', f'{TREE}/build/release/vyrel-lite', G_DEBUG='fatal-criticals')
         wait(lambda: self.bus.owner(SERVICE), 'the service is on the bus', 20)
 
     def service_up(self):
@@ -300,7 +300,7 @@ class Box:
         return said
 
     def _settings(self, *words):
-        done = subprocess.run([f'{TREE}/build/debug/tools/vyrel-settings/vyrel-settings', *words], text=True,
+        done = subprocess.run([f'{TREE}/build/release/tools/vyrel-settings/vyrel-settings', *words], text=True,
                               stdin=subprocess.DEVNULL, capture_output=True, timeout=20)
         if done.returncode != 0 and words[0] == 'set':
             raise RuntimeError(done.stderr)
