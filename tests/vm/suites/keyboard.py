@@ -3,7 +3,7 @@
 import glob
 import os
 
-from box import DEVICE, check, equal, stays, wait
+from box import DEVICE, TimeOut, check, equal, stays, wait
 
 PRESS, RELEASE = '010000040000000000', '010000000000000000' # the letter a; the first byte is the report's id
 KEY_A = 30
@@ -25,14 +25,23 @@ def keys(fds):
     return codes
 
 
-def presses(box, press):
+def arrives(press):
+    """Whether the machine gets the key, on those of its inputs that are there."""
     fds = [os.open(path, os.O_RDONLY | os.O_NONBLOCK) for path in glob.glob('/dev/input/event*')]
     try:
         press()
-        wait(lambda: KEY_A in keys(fds), 'the key is pressed')
+        wait(lambda: KEY_A in keys(fds), 'the key is pressed', 3)
+        return True
+    except TimeOut:
+        return False
     finally:
         for fd in fds:
             os.close(fd)
+
+
+def presses(press):
+    """As often as a person would: the input comes a moment after the connection."""
+    check('the key is pressed', any(arrives(press) for _ in range(5)))
 
 
 def usage(box):
@@ -54,7 +63,7 @@ def test_a_classic_one_connects(box):
 
 
 def test_its_keys_work(box):
-    presses(box, lambda: (box.peer.press(PRESS), box.peer.press(RELEASE)))
+    presses(lambda: (box.peer.press(PRESS), box.peer.press(RELEASE)))
     equal('told once', box.count('HidConStateChanged'), 1)
 
 
@@ -89,7 +98,7 @@ def test_one_on_low_energy_connects(box):
 
 def test_its_keys_work_too(box):
     box.peer.listened_to()
-    presses(box, lambda: (box.peer.report(1, PRESS[2:]), box.peer.report(1, RELEASE[2:])))
+    presses(lambda: (box.peer.report(1, PRESS[2:]), box.peer.report(1, RELEASE[2:])))
 
 
 def test_it_comes_back_after_the_adapter_was_away(box):

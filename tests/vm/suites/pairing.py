@@ -108,7 +108,9 @@ def test_a_service_is_allowed(box):
 
     for _ in range(4):
         equal('who, and what for', wants_to_play(box), (box.peer_address, 'A phone', AUDIO, 0))
-        check('after a sign of life', box.names()[0] == 'Hello()', box.names())
+        # The try before may end in between.
+        told = [name for name in box.names() if not name.startswith('AudioConnectionStateChanged')]
+        check('after a sign of life', told[0] == 'Hello()', told)
         box.answers('AnswerService', box.peer_address, AUDIO, True, False)
         if box.peer.outcome('ConnectProfile') is None:
             break
