@@ -161,17 +161,17 @@ TEST(Timer, OfIdZeroIsLeftAlone)
     EXPECT_THAT(tv.tape.Timers(), IsEmpty());
 }
 
+// Compilers differ in the blank before the asterisk.
 TEST(Timer, RemovalIsTraced)
 {
     sim::Television tv;
     unsigned int id = 0;
     CommonUtil::RemoveTimer(&id);
-    const std::vector<std::string> lines = tv.tape.All();
-    ASSERT_EQ(lines.size(), 2U);
-    EXPECT_THAT(lines[0], ::testing::StartsWith("D VYREL_UTIL DlogUtil.h: ApiTracker(124) > IN >> [static void "
-                                                "Util::CommonUtil::RemoveTimer(unsigned int*)("));
-    EXPECT_THAT(lines[1], ::testing::StartsWith("D VYREL_LITE LiteDebug.h: ~ApiTracker(121) > OUT << [static void "
-                                                "Util::CommonUtil::RemoveTimer(unsigned int*)("));
+    const std::string where = R"( \[static void Util::CommonUtil::RemoveTimer\(unsigned int ?\*\)\([0-9]+\)\])";
+    EXPECT_THAT(
+        tv.tape.All(),
+        ElementsAre(::testing::MatchesRegex(R"(D VYREL_UTIL DlogUtil\.h: ApiTracker\(124\) > IN >>)" + where),
+                    ::testing::MatchesRegex(R"(D VYREL_LITE LiteDebug\.h: ~ApiTracker\(121\) > OUT <<)" + where)));
 }
 
 struct NamedCode

@@ -3,7 +3,7 @@
 import glob
 import os
 
-from box import DEVICE, TimeOut, check, equal, stays, wait
+from box import TimeOut, check, equal, wait
 
 PRESS, RELEASE = '010000040000000000', '010000000000000000' # the letter a; the first byte is the report's id
 KEY_A = 30
