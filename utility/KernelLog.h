@@ -5,5 +5,5 @@
 /// \param tag      "VYREL" in every use
 /// \param function bare name of the function that reports
 /// \param format   printf-style, with its arguments
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the platform's engineers know it by this name.
+// NOLINTNEXTLINE(clang-diagnostic-reserved-identifier): the platform's engineers know it by this name.
 [[gnu::format(printf, 3, 4)]] void __print_kernel_log(const char* tag, const char* function, const char* format, ...);

@@ -25,7 +25,7 @@ enum
 
 /* Writes one line: log_id LOG_ID_MAIN, priority DLOG_..., a tag, and a text built as printf does. Everything is copied;
  * the answer, negative on failure, is nothing to act on. The name with its underscores is the platform's. */
-__attribute__((format(printf, 4, 5))) int __dlog_print( // NOLINT(bugprone-reserved-identifier)
+__attribute__((format(printf, 4, 5))) int __dlog_print( // NOLINT(clang-diagnostic-reserved-identifier)
     int log_id, int priority, const char* tag, const char* format, ...);
 
 #ifdef __cplusplus

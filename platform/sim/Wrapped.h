@@ -3,7 +3,7 @@
 #include <gio/gio.h>
 
 // The linker leads the project's own calls of a function F to __wrap_F, and __real_F to the function itself.
-// NOLINTBEGIN(bugprone-reserved-identifier)
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier)
 extern "C" {
 
 guint __wrap_g_timeout_add(guint interval, GSourceFunc function, gpointer data);
@@ -48,4 +48,4 @@ gboolean __real_g_dbus_connection_emit_signal(GDBusConnection* connection, const
                                               GError** error);
 
 } // extern "C"
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(clang-diagnostic-reserved-identifier)

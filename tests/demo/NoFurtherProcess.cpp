@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-// NOLINTBEGIN(bugprone-reserved-identifier): these names are the linker's
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier): these names are the linker's
 extern "C" {
 pid_t __wrap_fork()
 {
@@ -36,4 +36,4 @@ pid_t __wrap_waitpid(pid_t pid, int* status, int options)
     return __real_waitpid(pid, status, options);
 }
 }
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(clang-diagnostic-reserved-identifier)

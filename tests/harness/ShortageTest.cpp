@@ -49,7 +49,7 @@ bool Fails(int& left, int error)
 
 } // namespace
 
-// NOLINTBEGIN(bugprone-reserved-identifier): these names are the linker's
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier): these names are the linker's
 extern "C" {
 int __real_pipe2(int* ends, int flags);
 int __wrap_pipe2(int* ends, int flags);
@@ -90,7 +90,7 @@ char* __wrap_mkdtemp(char* pattern)
     return Fails(g_foldersLeft, ENOSPC) ? nullptr : __real_mkdtemp(pattern);
 }
 }
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(clang-diagnostic-reserved-identifier)
 
 namespace {
 

@@ -40,7 +40,7 @@ int LogLinesWith(const std::string& text)
 
 } // namespace linux_test
 
-int __dlog_print(int, int, const char*, const char* format, ...) // NOLINT(bugprone-reserved-identifier)
+int __dlog_print(int, int, const char*, const char* format, ...) // NOLINT(clang-diagnostic-reserved-identifier)
 {
     std::array<char, 1024> line{};
     va_list arguments;

@@ -25,7 +25,7 @@ using testing::SizeIs;
 using namespace std::chrono_literals;
 
 // The watches pass through here on their way to the platform, so that a test can call them as the platform would.
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker makes these names.
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier): the linker makes these names.
 extern "C" {
 int __real_vconf_notify_key_changed(const char* key, vconf_callback_fn callback, void* userData);
 int __wrap_vconf_notify_key_changed(const char* key, vconf_callback_fn callback, void* userData);
@@ -42,7 +42,7 @@ int __wrap_vconf_notify_key_changed(const char* key, vconf_callback_fn callback,
     watches[key] = callback;
     return __real_vconf_notify_key_changed(key, callback, userData);
 }
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(clang-diagnostic-reserved-identifier)
 
 namespace {
 

@@ -6,7 +6,7 @@
 
 #include <sys/types.h>
 
-// NOLINTBEGIN(bugprone-reserved-identifier): these names are the linker's
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier): these names are the linker's
 extern "C" {
 pid_t __real_fork();
 pid_t __wrap_fork();
@@ -15,4 +15,4 @@ int __wrap_kill(pid_t pid, int signal);
 pid_t __real_waitpid(pid_t pid, int* status, int options);
 pid_t __wrap_waitpid(pid_t pid, int* status, int options);
 }
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(clang-diagnostic-reserved-identifier)

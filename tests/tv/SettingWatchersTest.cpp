@@ -28,7 +28,7 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 
 // The forwarders pass through here on their way to the platform, so that a test can call them as the platform would.
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker makes these names.
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier): the linker makes these names.
 extern "C" {
 int __real_vconf_notify_key_changed(const char* key, vconf_callback_fn callback, void* userData);
 int __wrap_vconf_notify_key_changed(const char* key, vconf_callback_fn callback, void* userData);
@@ -54,7 +54,7 @@ int __wrap_vconf_ignore_key_changed(const char* key, vconf_callback_fn callback)
     forwardersOfDeinit.push_back(callback);
     return __real_vconf_ignore_key_changed(key, callback);
 }
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(clang-diagnostic-reserved-identifier)
 
 namespace {
 
