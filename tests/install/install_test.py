@@ -162,6 +162,14 @@ class Install(unittest.TestCase):
             complaints = [line for line in (result.stdout + result.stderr).splitlines() if unit in line]
             self.assertEqual((complaints, result.returncode), ([], 0), result.stderr)
 
+    def testUnitsGiveUpWhatTheirProgramsDoNotNeed(self):
+        # In tenths, as systemd weighs it: what the service needs of the box, its controllers and remotes above all, is 2.0.
+        for unit, limit in (('vyrel-lite.service', 20), ('vyrel-companion.service', 10)):
+            result = subprocess.run(['systemd-analyze', 'security', '--offline=true', f'--threshold={limit}',
+                                     '--no-pager', self.path(f'/usr/lib/systemd/system/{unit}')],
+                                    capture_output=True, text=True, check=False)
+            self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
+
     def testUsersOfUnitsAndPoliciesAreMade(self):
         made = {words[1] for words in map(str.split, self.text('/usr/lib/sysusers.d/vyrel-lite.conf').splitlines())
                 if words and words[0] in ('u', 'g')}
