@@ -10,6 +10,8 @@ function(vyrel_install_unit name)
 endfunction()
 
 install(TARGETS vyrel-lite)
+install(FILES docs/man/vyrel-lite.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+install(FILES docs/man/vyrel-settings-keys.7 DESTINATION ${CMAKE_INSTALL_MANDIR}/man7)
 vyrel_install_unit(vyrel-lite.service)
 install(FILES
     "${PROJECT_SOURCE_DIR}/data/dbus-1/system.d/org.vantor.platform.conf"
@@ -27,9 +29,22 @@ install(DIRECTORY DESTINATION /etc/vyrel-lite/features.d)
 install(DIRECTORY DESTINATION /usr/share/vyrel-lite)
 install(FILES docs/linux.md docs/remote-protocol.md docs/settings.md LICENSE DESTINATION /usr/share/doc/vyrel-lite)
 install(DIRECTORY data/dbus-1/interfaces DESTINATION /usr/share/doc/vyrel-lite)
+
+# The settings, for siblings: what they link and what they include.
+install(TARGETS vyrel_settings_shared)
+install(FILES platform/include/vconf.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vyrel-lite)
+configure_file("${packaging}/vyrel-settings.pc.in" "${PROJECT_BINARY_DIR}/vyrel-settings.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/vyrel-settings.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
 if(VYREL_TOOLS)
     install(TARGETS vyrel-settings vyrel-ctl vyrel-companion)
     vyrel_install_unit(vyrel-companion.service)
+    install(FILES "${packaging}/companion.conf" DESTINATION /etc/vyrel-lite)
+    install(FILES docs/man/vyrel-ctl.1 docs/man/vyrel-settings.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    install(FILES docs/man/vyrel-companion.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+    foreach(program vyrel-ctl vyrel-companion vyrel-settings)
+        install(FILES "${packaging}/completion/${program}" DESTINATION /usr/share/bash-completion/completions)
+    endforeach()
     install(FILES "${PROJECT_SOURCE_DIR}/data/dbus-1/system.d/com.quorix.tv.bt.connectionmanager.conf"
         DESTINATION /usr/share/dbus-1/system.d)
 endif()

@@ -13,8 +13,10 @@ import xml.etree.ElementTree as ElementTree
 
 BUILD = os.environ['BUILD']
 CMAKE = os.environ['CMAKE']
+LIBRARIES = os.environ['LIBRARIES']
 PROGRAMS = ('vyrel-lite', 'vyrel-settings', 'vyrel-ctl', 'vyrel-companion')
 UNITS = ('vyrel-lite.service', 'vyrel-companion.service')
+PAGES = ('vyrel-ctl.1', 'vyrel-settings.1', 'vyrel-settings-keys.7', 'vyrel-companion.8', 'vyrel-lite.8')
 POLICIES = ('org.vantor.platform.conf', 'org.vantor.vyrel.lite.conf', 'com.quorix.tv.bt.connectionmanager.conf')
 DEADLINE = 60  # seconds
 
@@ -120,6 +122,12 @@ class Install(unittest.TestCase):
             '/usr/lib/udev/rules.d/70-vyrel-lite.rules',
             '/usr/share/polkit-1/rules.d/50-vyrel-lite.rules',
             '/usr/lib/vyrel-lite/hooks/README',
+            '/etc/vyrel-lite/companion.conf',
+            *(f'/usr/share/bash-completion/completions/{program}' for program in PROGRAMS if program != 'vyrel-lite'),
+            *(f'/usr/share/man/man{page[-1]}/{page}' for page in PAGES),
+            '/usr/include/vyrel-lite/vconf.h',
+            *(f'{LIBRARIES}/{name}' for name in ('libvyrel-settings.so', 'libvyrel-settings.so.0',
+                                                 'libvyrel-settings.so.0.1.0', 'pkgconfig/vyrel-settings.pc')),
         }
         documents = '/usr/share/doc/vyrel-lite/'
         there = {'/' + str(file.relative_to(self.root)) for file in self.root.rglob('*') if file.is_file()}
