@@ -1,4 +1,5 @@
 #include "bluez/Stack.h"
+#include "bus/SystemBus.h"
 #include "overview/Overview.h"
 #include "power/ResetCounters.h"
 
@@ -7,6 +8,8 @@
 
 int bt_product_init(void)
 {
+    // The settings are opened meanwhile.
+    bus::SystemBus::Shared().Prepare();
     power::BeginToCountResets();
     bluez::Stack::Shared().Init();
     overview::Overview::OfProcess().Open();

@@ -1,5 +1,6 @@
 #include "bus/SystemBus.h"
 
+#include "bus/Handles.h"
 #include "linux/PlatformLog.h"
 #include "support/MainLoop.h"
 #include "support/Peer.h"
@@ -11,6 +12,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -19,6 +21,30 @@ namespace {
 
 using bus::SystemBus;
 using support::IterateUntil;
+
+/// What the bus itself answers a question of this process's shared connection.
+bus::VariantPtr AskTheBus(const char* method, GVariant* arguments, const char* type)
+{
+    const bus::ObjectPtr<GDBusConnection> connection(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
+    return bus::VariantPtr(g_dbus_connection_call_sync(
+        connection.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", method, arguments,
+        G_VARIANT_TYPE(type), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+}
+
+bool IsOwned(const char* name)
+{
+    gboolean isOwned = FALSE;
+    g_variant_get(AskTheBus("NameHasOwner", g_variant_new("(s)", name), "(b)").get(), "(b)", &isOwned);
+    return isOwned != FALSE;
+}
+
+/// How many names there are on the bus: a new connection has one of its own.
+gsize CountNames()
+{
+    const bus::VariantPtr answer = AskTheBus("ListNames", nullptr, "(as)");
+    const bus::VariantPtr names(g_variant_get_child_value(answer.get(), 0));
+    return g_variant_n_children(names.get());
+}
 
 class Visitor final : public bus::Guest
 {
@@ -36,6 +62,15 @@ public:
         ++came;
         EXPECT_EQ(connection, m_bus.Connection());
     }
+    void BusSettled(GDBusConnection* connection) override
+    {
+        ++settled;
+        EXPECT_GT(came, went);
+        EXPECT_EQ(connection, m_bus.Connection());
+        if (onSettled) {
+            onSettled();
+        }
+    }
     void BusWent(GDBusConnection* connection) override
     {
         ++went;
@@ -43,24 +78,13 @@ public:
     }
 
     int came = 0;
+    int settled = 0;
     int went = 0;
+    std::function<void()> onSettled;
 
 private:
     SystemBus& m_bus;
 };
-
-bool IsOwned(const char* name)
-{
-    GDBusConnection* connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
-    GVariant* answer = g_dbus_connection_call_sync(connection, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                                   "org.freedesktop.DBus", "NameHasOwner", g_variant_new("(s)", name),
-                                                   G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-    gboolean isOwned = FALSE;
-    g_variant_get(answer, "(b)", &isOwned);
-    g_variant_unref(answer);
-    g_object_unref(connection);
-    return isOwned != FALSE;
-}
 
 TEST(SystemBusTest, IsOpenWhenItsFirstGuestHasEntered)
 {
@@ -97,6 +121,91 @@ TEST(SystemBusTest, OwnsItsNameOnceTheLoopRuns)
     bus.Enter(visitor);
 
     EXPECT_TRUE(IterateUntil([] { return IsOwned(bus::kOwnName); }));
+}
+
+TEST(SystemBusTest, TellsAGuestTheRestFromTheLoopBeforeItsNameIsOwned)
+{
+    const support::PrivateBus privateBus;
+    SystemBus bus;
+    Visitor first(bus);
+    Visitor second(bus);
+    std::optional<bool> wasOwned;
+    second.onSettled = [&] { wasOwned = IsOwned(bus::kOwnName); };
+    bus.Enter(first);
+    bus.Enter(second);
+    EXPECT_EQ(first.settled, 0);
+    EXPECT_EQ(second.settled, 0);
+
+    EXPECT_TRUE(IterateUntil([] { return IsOwned(bus::kOwnName); }));
+
+    EXPECT_EQ(first.settled, 1);
+    EXPECT_EQ(second.settled, 1);
+    EXPECT_EQ(wasOwned, false);
+}
+
+TEST(SystemBusTest, TellsTheRestToAGuestWhoEntersLater)
+{
+    const support::PrivateBus privateBus;
+    SystemBus bus;
+    Visitor first(bus);
+    bus.Enter(first);
+    EXPECT_TRUE(IterateUntil([] { return IsOwned(bus::kOwnName); }));
+    Visitor late(bus);
+
+    bus.Enter(late);
+
+    EXPECT_EQ(late.settled, 0);
+    EXPECT_TRUE(IterateUntil([&] { return late.settled == 1; }));
+    EXPECT_EQ(first.settled, 1);
+}
+
+TEST(SystemBusTest, DoesNotTellTheRestToAGuestWhoHasLeft)
+{
+    const support::PrivateBus privateBus;
+    SystemBus bus;
+    Visitor stays(bus);
+    Visitor leaves(bus);
+    bus.Enter(leaves);
+    bus.Enter(stays);
+
+    bus.Leave(leaves);
+
+    EXPECT_TRUE(IterateUntil([&] { return stays.settled == 1; }));
+    EXPECT_EQ(leaves.settled, 0);
+    EXPECT_EQ(leaves.went, 1);
+}
+
+TEST(SystemBusTest, IsOpenAtOnceForAGuestWhenItWasPrepared)
+{
+    const support::PrivateBus privateBus;
+    const gsize names = CountNames();
+    SystemBus bus;
+    Visitor visitor(bus);
+    bus.Prepare();
+    bus.Prepare();
+    EXPECT_TRUE(IterateUntil([&] { return CountNames() == names + 1; }));
+
+    // Whoever had still to connect would wait in vain.
+    privateBus.Send(SIGSTOP);
+    bus.Enter(visitor);
+    privateBus.Send(SIGCONT);
+
+    EXPECT_EQ(visitor.came, 1);
+    EXPECT_EQ(CountNames(), names + 1);
+}
+
+TEST(SystemBusTest, IsLookedForAgainAfterItWasPreparedInVain)
+{
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+    SystemBus bus;
+    Visitor visitor(bus);
+    bus.Prepare();
+    bus.Enter(visitor);
+    EXPECT_EQ(linux_test::LogLinesWith("no system bus"), 1);
+
+    const support::PrivateBus privateBus;
+
+    EXPECT_TRUE(IterateUntil([&] { return visitor.came == 1; }));
 }
 
 TEST(SystemBusTest, SaysThatAnotherHasItsName)

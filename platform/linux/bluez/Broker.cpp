@@ -125,9 +125,8 @@ Broker::~Broker()
     BusWent();
 }
 
-void Broker::BusCame(GDBusConnection* connection)
+void Broker::BusSettled(GDBusConnection* connection)
 {
-    ExportAgent(connection);
     ExportPairing(connection);
 }
 
@@ -178,6 +177,9 @@ void Broker::ManagerCame()
     const auto manager = MakeProxy<bluez_agent_manager1_proxy_new_sync>(m_stack.daemon.Remote(), kManagerPath);
     if (!manager) {
         return;
+    }
+    if (!m_agent) {
+        ExportAgent(m_stack.daemon.Remote().connection);
     }
     bluez_agent_manager1_call_register_agent(
         manager.get(), kAgentPath, kCapability, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, bus::OnDone,
@@ -275,9 +277,12 @@ void Broker::Ask(GDBusMethodInvocation* invocation, const char* device, Kind kin
         }
     });
     constexpr std::array<const char*, 3> kKinds = {"authentication", "consent", "service"};
-    vantor_pairing1_emit_request(m_pairing.get(), asked.id, kKinds.at(static_cast<std::size_t>(kind)),
-                                 asked.address.c_str(), asked.name.c_str(), asked.code, asked.passkey.c_str(),
-                                 asked.uuid.c_str());
+    // Who comes later finds it in the list.
+    if (m_pairing) {
+        vantor_pairing1_emit_request(m_pairing.get(), asked.id, kKinds.at(static_cast<std::size_t>(kind)),
+                                     asked.address.c_str(), asked.name.c_str(), asked.code, asked.passkey.c_str(),
+                                     asked.uuid.c_str());
+    }
     TellService(asked);
 }
 

@@ -37,7 +37,7 @@ public:
     Broker& operator=(const Broker&) = delete;
     ~Broker();
 
-    void BusCame(GDBusConnection* connection);
+    void BusSettled(GDBusConnection* connection);
     void BusWent();
     /// The daemon's agent manager is there.
     void ManagerCame();

@@ -52,11 +52,6 @@ void Daemon::Stop()
 
 void Daemon::BusCame(GDBusConnection* connection)
 {
-    if (onBusCame) {
-        onBusCame(connection);
-    }
-    m_watch = g_bus_watch_name_on_connection(connection, kName, G_BUS_NAME_WATCHER_FLAGS_NONE, OnNameAppeared,
-                                             OnNameVanished, this, nullptr);
     if (!m_starting) {
         return; // the watch says what there is
     }
@@ -66,10 +61,22 @@ void Daemon::BusCame(GDBusConnection* connection)
     }
 }
 
+void Daemon::BusSettled(GDBusConnection* connection)
+{
+    if (onBusSettled) {
+        onBusSettled(connection);
+    }
+    // It asks again who the daemon is, and so misses nothing of what happened since.
+    m_watch = g_bus_watch_name_on_connection(connection, kName, G_BUS_NAME_WATCHER_FLAGS_NONE, OnNameAppeared,
+                                             OnNameVanished, this, nullptr);
+}
+
 void Daemon::BusWent(GDBusConnection*)
 {
-    g_bus_unwatch_name(m_watch);
-    m_watch = 0;
+    if (m_watch != 0) {
+        g_bus_unwatch_name(m_watch);
+        m_watch = 0;
+    }
     Part();
     if (onBusWent) {
         onBusWent();

@@ -55,10 +55,11 @@ public:
     }
 
     void BusCame(GDBusConnection* connection) override;
+    void BusSettled(GDBusConnection* connection) override;
     void BusWent(GDBusConnection* connection) override;
 
     /// What other parts export and take back with the connection.
-    std::function<void(GDBusConnection*)> onBusCame;
+    std::function<void(GDBusConnection*)> onBusSettled;
     std::function<void()> onBusWent;
 
 private:

@@ -64,7 +64,7 @@ Stack::Stack()
 {
     // Made before this object, and so there until it has gone.
     bus::SystemBus::Shared();
-    daemon.onBusCame = [this](GDBusConnection* connection) { broker.BusCame(connection); };
+    daemon.onBusSettled = [this](GDBusConnection* connection) { broker.BusSettled(connection); };
     daemon.onBusWent = [this] { BusWent(); };
 }
 

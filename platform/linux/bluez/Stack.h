@@ -92,7 +92,6 @@ private:
 
     void Choose();
     void ListenToKernel();
-    void BusCame(GDBusConnection* connection);
     void BusWent();
 
     bool m_isInitialised = false;

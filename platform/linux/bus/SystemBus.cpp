@@ -31,6 +31,13 @@ SystemBus::~SystemBus()
     Lose();
 }
 
+void SystemBus::Prepare()
+{
+    if (!m_connection && !m_opening && !m_retry) {
+        m_opening = std::make_unique<Opening>();
+    }
+}
+
 void SystemBus::Enter(Guest& guest)
 {
     if (std::ranges::find(m_guests, &guest) != m_guests.end()) {
@@ -38,7 +45,7 @@ void SystemBus::Enter(Guest& guest)
     }
     m_guests.push_back(&guest);
     if (m_connection) {
-        guest.BusCame(m_connection.get());
+        Tell(guest);
     } else if (!m_retry && !Open(kPatienceMs)) {
         RetryLater();
     }
@@ -49,6 +56,7 @@ void SystemBus::Leave(Guest& guest)
     if (std::erase(m_guests, &guest) == 0) {
         return;
     }
+    std::erase(m_unsettled, &guest);
     if (m_connection) {
         guest.BusWent(m_connection.get());
     }
@@ -79,17 +87,26 @@ bool SystemBus::Open(guint milliseconds)
     m_saidAbsent = false;
     m_connection = opening->Take();
     m_closed = g_signal_connect(m_connection.get(), "closed", G_CALLBACK(OnClosed), this);
-    // The name is asked for when all guests have exported what is to be found under it.
-    m_naming = Attach(g_idle_source_new(), OnAllEntered, this);
     for (Guest* guest : std::vector<Guest*>(m_guests)) {
-        guest->BusCame(m_connection.get());
+        Tell(*guest);
     }
     return true;
 }
 
+void SystemBus::Tell(Guest& guest)
+{
+    m_unsettled.push_back(&guest);
+    if (!m_settling) {
+        m_settling = Attach(g_idle_source_new(), OnStarted, this);
+    }
+    guest.BusCame(m_connection.get());
+}
+
 void SystemBus::Lose()
 {
-    m_naming.reset();
+    m_settling.reset();
+    m_unsettled.clear();
+    m_isNamed = false;
     if (!m_connection) {
         return;
     }
@@ -125,14 +142,27 @@ void SystemBus::OnClosed(GDBusConnection*, gboolean, GError*, gpointer self)
     bus.RetryLater();
 }
 
-gboolean SystemBus::OnAllEntered(gpointer self)
+gboolean SystemBus::OnStarted(gpointer self)
 {
     auto& bus = *static_cast<SystemBus*>(self);
-    g_dbus_connection_call(bus.m_connection.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                           "org.freedesktop.DBus", "RequestName", g_variant_new("(su)", kOwnName, 0U),
-                           G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, OnNameAnswered, nullptr);
-    bus.m_naming.reset();
+    while (bus.m_connection && !bus.m_unsettled.empty()) {
+        Guest* guest = bus.m_unsettled.front();
+        bus.m_unsettled.erase(bus.m_unsettled.begin());
+        guest->BusSettled(bus.m_connection.get());
+    }
+    if (bus.m_connection && !bus.m_isNamed) {
+        bus.RequestName();
+    }
+    bus.m_settling.reset();
     return G_SOURCE_REMOVE;
+}
+
+void SystemBus::RequestName()
+{
+    m_isNamed = true;
+    g_dbus_connection_call(m_connection.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                           "RequestName", g_variant_new("(su)", kOwnName, 0U), G_VARIANT_TYPE("(u)"),
+                           G_DBUS_CALL_FLAGS_NONE, -1, nullptr, OnNameAnswered, nullptr);
 }
 
 void SystemBus::OnNameAnswered(GObject* connection, GAsyncResult* result, gpointer)

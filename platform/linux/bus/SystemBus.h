@@ -22,12 +22,17 @@ inline constexpr int kPatienceMs = 1000;
 class Guest
 {
 public:
-    /// The bus is there: export, subscribe, ask. Called when the guest enters, and from the main loop each time that
-    /// the bus comes back. Must not tell the service anything.
+    /// The bus is there: what whoever has the guest enter waits for. Called when the guest enters, and from the main
+    /// loop each time that the bus comes back. Must not tell the service anything.
     virtual void BusCame(GDBusConnection* connection) = 0;
 
+    /// All else: what is to be exported, watched and asked without anybody waiting for it. Called from the main loop,
+    /// after BusCame() and before the name is asked for; so a start is over sooner, and nobody finds a name without
+    /// what belongs under it.
+    virtual void BusSettled(GDBusConnection* /*connection*/) {}
+
     /// The bus is gone, with all that was asked of it. Subscriptions and exports are still to be given back.
-    /// Called from the main loop, or when the guest leaves.
+    /// Called from the main loop, or when the guest leaves, also before BusSettled().
     virtual void BusWent(GDBusConnection* connection) = 0;
 
 protected:
@@ -46,6 +51,8 @@ public:
     SystemBus(const SystemBus&) = delete;
     SystemBus& operator=(const SystemBus&) = delete;
 
+    /// Begins to open the connection, in a thread of GLib's. The first guest then waits for what is left of it.
+    void Prepare();
     /// Opens the connection for the first guest, for a second at most.
     void Enter(Guest& guest);
     /// A guest that has not entered is no harm.
@@ -59,21 +66,25 @@ public:
 
 private:
     static gboolean OnRetry(gpointer self);
-    static gboolean OnAllEntered(gpointer self);
+    static gboolean OnStarted(gpointer self);
     static void OnClosed(GDBusConnection* connection, gboolean remotePeerVanished, GError* error, gpointer self);
     static void OnNameAnswered(GObject* connection, GAsyncResult* result, gpointer self);
 
     /// \return whether there is a connection now
     bool Open(guint milliseconds);
+    void Tell(Guest& guest);
+    void RequestName();
     void Lose();
     void RetryLater();
 
     std::vector<Guest*> m_guests;
+    std::vector<Guest*> m_unsettled; ///< those that are still to be told the rest
     std::unique_ptr<Opening> m_opening;
     ObjectPtr<GDBusConnection> m_connection;
     gulong m_closed = 0;
     SourcePtr m_retry;
-    SourcePtr m_naming;
+    SourcePtr m_settling;
+    bool m_isNamed = false; ///< whether the name was asked for on this connection
     bool m_saidAbsent = false;
 };
 

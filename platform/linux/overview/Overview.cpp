@@ -82,7 +82,7 @@ void Overview::Close()
     bus::SystemBus::Shared().Leave(*this);
 }
 
-void Overview::BusCame(GDBusConnection* connection)
+void Overview::BusSettled(GDBusConnection* connection)
 {
     m_object.reset(vantor_overview1_skeleton_new());
     g_signal_connect(m_object.get(), "handle-list-remotes", G_CALLBACK(OnListRemotes), nullptr);

@@ -25,7 +25,8 @@ public:
     void Close();
 
 private:
-    void BusCame(GDBusConnection* connection) override;
+    void BusCame(GDBusConnection* /*connection*/) override {}
+    void BusSettled(GDBusConnection* connection) override;
     void BusWent(GDBusConnection* connection) override;
 
     bus::ObjectPtr<VantorOverview1> m_object;

@@ -62,7 +62,7 @@ PowerManager::~PowerManager()
     bus::SystemBus::Shared().Leave(*this);
 }
 
-void PowerManager::BusCame(GDBusConnection* connection)
+void PowerManager::BusSettled(GDBusConnection* connection)
 {
     m_object.Export(connection);
     m_login.Attach(connection);

@@ -117,7 +117,8 @@ private:
     };
 
     // PowerManager.cpp: states, picture and sound.
-    void BusCame(GDBusConnection* connection) override;
+    void BusCame(GDBusConnection* /*connection*/) override {}
+    void BusSettled(GDBusConnection* connection) override;
     void BusWent(GDBusConnection* connection) override;
     void Restore();
     void GoTo(int state, int ambientMode, int ambientType, int reason);
