@@ -33,9 +33,13 @@
 namespace settings {
 namespace {
 
-// A full write-ahead log of the usual writes has about 1 MiB and is used over and over. After a longer one, as big
-// values or a reader that holds it up make it, the file is cut to this.
 constexpr const char* kConfigure = "PRAGMA cache_size = -128; PRAGMA journal_size_limit = 2097152;";
+
+// How many pages of 1 KiB the write-ahead log has before it is brought home and used anew: of the usual writes' some
+// hundred. Whoever opens the file after a power cut reads the whole log, and each start waits for that; bringing it
+// home costs a few writes to the disk. After a longer log, as big values or a reader that holds it up make it, the file
+// is cut to the limit above.
+constexpr int kPagesInLog = 200;
 
 // How long an operation waits for others, in all: for the first file that this process waits for, for a second one
 // while the first is still held, and for one that was waited for in vain before. So a start is held up for 0.9 s, and a
@@ -436,6 +440,7 @@ bool Database::OpenConnection()
 bool Database::Configure(FileDescriptor& lock)
 {
     sqlite3_busy_handler(m_connection, &Database::OnBusy, nullptr);
+    sqlite3_wal_autocheckpoint(m_connection, kPagesInLog);
     auto version = ReadSchemaVersion(m_connection);
     if (version == 0) {
         if (!Lock(lock) || !PrepareNewFile(m_connection)) {
@@ -520,8 +525,8 @@ void Database::Abandon(const std::string& removed)
 }
 
 // Whether the file is gone or its name stands for another one. A file that is moved counts as changed, like one that
-// was written to, which happens once in hundreds of writes; only then the name is looked up. The count of names tells
-// what the time of the change does not on kernels that stamp files every few milliseconds only.
+// was written to, which happens once in some dozens of writes; only then the name is looked up. The count of names
+// tells what the time of the change does not on kernels that stamp files every few milliseconds only.
 bool Database::IsReplaced()
 {
     struct stat ours

@@ -426,6 +426,20 @@ TEST_F(FaultsTest, AJournalThatAReaderMadeLongIsCutOnceItLetsGo)
     EXPECT_LE(std::filesystem::file_size(journal), 2U * 1024 * 1024);
 }
 
+TEST_F(FaultsTest, AJournalOfUsualWritesStaysShort)
+{
+    Store store(m_folders);
+    for (int write = 0; write < 500; ++write) {
+        ASSERT_EQ(store.Set("db/key", write), kOk);
+        ASSERT_EQ(store.Set("memory/key", write), kOk);
+    }
+    // What a start after a power cut has to read: with as many writes in it there would be 1 MiB.
+    for (const std::string& file : {PersistentFile(), MemoryFile()}) {
+        EXPECT_GT(std::filesystem::file_size(file + "-wal"), 100U * 1024);
+        EXPECT_LT(std::filesystem::file_size(file + "-wal"), 250U * 1024);
+    }
+}
+
 TEST_F(FaultsTest, AForkedChildIsRefusedAndTheParentGoesOn)
 {
     Store store(m_folders);
