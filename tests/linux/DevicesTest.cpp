@@ -488,6 +488,23 @@ TEST_F(DevicesTest, LinksEndWithThePowerAndWithTheController)
     EXPECT_TRUE(Told(std::string("link down ") + kPhone + " 0 0"));
 }
 
+TEST_F(DevicesTest, LinksEndAsSoonAsTheKernelSaysThatTheControllerIsOff)
+{
+    KernelTells();
+    Starts();
+    Connects(kPhone, mgmt::kBrEdr);
+    ASSERT_TRUE(Told(std::string("link up ") + kPhone + " 0 0"));
+    record.clear();
+
+    kernel.Tells(mgmt::Event::NewSettings, {0xDB, 0x0A, 0, 0});
+    kernel.Tells(mgmt::Event::NewSettings, {0xDA});
+    Settles();
+    EXPECT_THAT(record, IsEmpty());
+
+    kernel.Tells(mgmt::Event::NewSettings, {0xDA, 0x0A, 0, 0});
+    EXPECT_TRUE(Told(std::string("link down ") + kPhone + " 0 0"));
+}
+
 TEST_F(DevicesTest, EventsOfAnotherControllerAreNotOurs)
 {
     KernelTells();

@@ -42,6 +42,12 @@ bool RememberWake(mgmt::Reader parameters)
     return true;
 }
 
+bool TellsThatItIsOff(mgmt::Reader parameters)
+{
+    const auto settings = parameters.Word(); // the lower half
+    return settings && (*settings & mgmt::kPowered) == 0;
+}
+
 } // namespace
 
 Stack& Stack::Shared()
@@ -258,6 +264,13 @@ void Stack::OnKernelEvent(mgmt::Event event, std::span<const std::uint8_t> param
         break;
     case mgmt::Event::NewIdentityResolvingKey:
         links.OnIdentity(reader);
+        break;
+    case mgmt::Event::NewSettings:
+        // The links of an adapter that is pulled end here, before the daemon takes the nodes of its remotes away: a
+        // remote's link is told before the remote itself.
+        if (TellsThatItIsOff(reader)) {
+            links.DropAll();
+        }
         break;
     case mgmt::Event::IndexRemoved:
         links.DropAll();

@@ -20,6 +20,7 @@ enum class Event : std::uint16_t
     CommandComplete = 0x0001,
     CommandStatus = 0x0002,
     IndexRemoved = 0x0005,
+    NewSettings = 0x0006,
     ClassOfDeviceChanged = 0x0007,
     LocalNameChanged = 0x0008,
     NewLinkKey = 0x0009,
@@ -32,6 +33,9 @@ enum class Event : std::uint16_t
     NewIdentityResolvingKey = 0x0018,
     ControllerResume = 0x002E,
 };
+
+/// A bit of the settings that NewSettings tells.
+constexpr std::uint16_t kPowered = 0x0001;
 
 enum Status : std::uint8_t
 {
