@@ -457,6 +457,17 @@ TEST_F(AdapterTest, WithNeitherTheVersionIsNotSupported)
     EXPECT_EQ(version, 7);
 }
 
+TEST_F(AdapterTest, AControllerThatDoesNotTellItsVersionIsNotSaidToBeOneThatCannot)
+{
+    kernel.Ignores(mgmt::Command::ReadControllerInformation);
+    Starts();
+
+    int version = 7;
+    EXPECT_EQ(bt_adapter_get_chip_version(&version), BT_ERROR_TIMED_OUT);
+    EXPECT_EQ(version, 7);
+    EXPECT_EQ(LogLinesWith("bt_adapter_get_chip_version is not supported"), 0);
+}
+
 TEST_F(AdapterTest, TheDeviceThatWokeTheBoxIsRemembered)
 {
     Starts();

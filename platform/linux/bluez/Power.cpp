@@ -326,7 +326,10 @@ int Power::ChipVersion(int& version)
     }
     const auto reply = m_stack.kernel.SendAndWait(mgmt::Command::ReadControllerInformation, {}, deadline);
     if (!reply) {
-        return NotSupported("bt_adapter_get_chip_version", "no raw and no management channel");
+        // An adapter that was just pulled answers nothing, and the next one may.
+        return m_stack.kernel.IsOpen()
+                   ? int{BT_ERROR_TIMED_OUT}
+                   : NotSupported("bt_adapter_get_chip_version", "no raw and no management channel");
     }
     mgmt::Reader reader(reply->parameters);
     reader.Address();
