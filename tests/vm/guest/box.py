@@ -131,15 +131,15 @@ class Box:
 
     def air_comes(self):
         """What is between all: an emulator of controllers, and the way of the other machine to it."""
-        self.daemons.start('btvirt', 'btvirt', '-s')
+        self.daemons.start_air('btvirt', 'btvirt', '-s')
         wait(lambda: os.path.exists('/tmp/bt-server-bredrle'), 'the emulator of controllers is there')
-        self.daemons.start('air', 'python3', f'{HERE}/relay.py', 'air', 'port:air', 'unix:/tmp/bt-server-bredrle')
+        self.daemons.start_air('air', 'python3', f'{HERE}/relay.py', 'air', 'port:air', 'unix:/tmp/bt-server-bredrle')
         self.radio_comes()
         self.peer.become('phone')
 
     def radio_comes(self):
         """The box's adapter is plugged in."""
-        self.daemons.start('radio', 'python3', f'{HERE}/relay.py', 'box', 'vhci', 'unix:/tmp/bt-server-bredrle')
+        self.daemons.start_air('radio', 'python3', f'{HERE}/relay.py', 'box', 'vhci', 'unix:/tmp/bt-server-bredrle')
         wait(lambda: os.path.isdir('/sys/class/bluetooth/hci0'), 'the kernel has an adapter')
         self.strength(-42)
 
@@ -228,6 +228,18 @@ class Box:
             self.sound.withdraw()
         self.sound = None
 
+    def radio_is_pulled(self):
+        """And plugged in again; what the service has to do then, it has done."""
+        self.radio_goes()
+        wait(lambda: not self.bus.adapter(), 'the daemon has no adapter')
+        self.radio_comes()
+        wait(self.is_set_up, 'the adapter is set up again', 20)
+
+    def bluetoothd_is_upgraded(self):
+        """And with it, too, the service has done what it has to do."""
+        self.restart_bluetoothd()
+        wait(self.is_set_up, 'the adapter is set up again', 20)
+
     # The service
 
     def service(self):
@@ -247,7 +259,7 @@ class Box:
         return self.daemons.stop('service')
 
     def service_log(self):
-        with open(f'{LOGS}/service.log', errors='replace') as file:
+        with open(f'{Daemons.LOGS}/service.log', errors='replace') as file:
             return file.read()
 
     # What the siblings got
@@ -439,6 +451,8 @@ def run_suite(box, name):
     for number, case in enumerate(cases):
         begun = time.monotonic()
         try:
+            box.daemons.mark(words_of(case))
+            box.peer.mark(words_of(case))
             case(box)
             print(f'@pass {name} {time.monotonic() - begun:.1f} {words_of(case)}')
         except Exception as error: # a test may fail in any way
@@ -476,6 +490,7 @@ def main():
         pass
     for name in list(box.daemons.running):
         box.daemons.stop(name)
+    box.daemons.keep_logs()
     sys.stdout.flush()
     os._exit(0 if whole else 1)
 

@@ -4,6 +4,7 @@ answering others meanwhile."""
 import ctypes
 import json
 import os
+import shutil
 import socket
 import struct
 import subprocess
@@ -24,8 +25,14 @@ class Refused(Exception):
     """An error that the other side answered with; its name in the first argument."""
 
 
+# Others may be at work on the machine that emulates this one. Who waits for something that comes loses nothing by it.
+PATIENCE = 3
+
+
 def wait(condition, what, seconds=15):
-    """Run the loop until the condition gives something true, which is returned."""
+    """Run the loop until the condition gives something true, which is returned; some seconds are enough when it is
+    quiet."""
+    seconds *= PATIENCE
     end = time.monotonic() + seconds
     tick = GLib.timeout_add(20, lambda: True)
     try:
@@ -129,14 +136,37 @@ class Bus:
 class Daemons:
     """The programs of a machine, by the names that a test gives them."""
 
-    def __init__(self, logs):
-        self.logs, self.running = logs, {}
-        os.makedirs(logs, exist_ok=True)
+    LOGS = '/run/logs'
+
+    def __init__(self, kept):
+        """What they say goes to memory first, because each line costs the folder on the host a millisecond, and some say
+        twenty for a packet."""
+        self.kept, self.running = kept, {}
+        for folder in (self.LOGS, kept):
+            os.makedirs(folder, exist_ok=True)
+        GLib.timeout_add_seconds(5, lambda: self.keep_logs() or True)
+
+    def keep_logs(self):
+        for name in os.listdir(self.LOGS):
+            with open(f'{self.LOGS}/{name}', 'rb') as log, open(f'{self.kept}/{name}', 'ab') as kept:
+                log.seek(kept.tell())
+                shutil.copyfileobj(log, kept)
 
     def start(self, name, *command, **environment):
-        with open(f'{self.logs}/{name}.log', 'ab') as log:
+        with open(f'{self.LOGS}/{name}.log', 'ab') as log:
             self.running[name] = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=log, stderr=log,
                                                   env={**os.environ, **environment})
+
+    def start_air(self, name, *command):
+        """What carries packets comes after all other programs of the machine: these are so much slower than real ones
+        that a fast air would have an answer there before its question was dealt with."""
+        self.start(name, 'nice', '-n', '10', *command)
+
+    def mark(self, words):
+        """A line in all logs, so that their reader finds the place."""
+        for name in os.listdir(self.LOGS):
+            with open(f'{self.LOGS}/{name}', 'a') as log:
+                log.write(f'== {words}\n')
 
     def stop(self, name, how='terminate'):
         process = self.running.pop(name, None)

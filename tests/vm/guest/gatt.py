@@ -161,16 +161,20 @@ class Remote(Hid):
     acknowledges, obeys a repetition once, and knows nothing of who commands it."""
 
     def __init__(self, bus, device_type, firmware, capabilities):
-        identity = bytes([1, device_type]) + firmware.to_bytes(4, 'little') + capabilities.to_bytes(2, 'little')
         reports = [(0x01, INPUT, bytes(2))]
         reports += [(number, INPUT, bytes(length)) for number, length in ((0x20, 2), (0x21, 3), (0x22, 2), (0x23, 2),
                                                                           (0x24, 4))]
         reports += [(number, OUTPUT, bytes(length)) for number, length in ((0x30, 3), (0x31, 19), (0x32, 19))]
-        reports += [(0x40, FEATURE, identity + bytes(4)), (0x41, FEATURE, bytes(8))]
+        reports += [(0x40, FEATURE, bytes(12)), (0x41, FEATURE, bytes(8))]
         super().__init__(bus, 'Remote', 0x0180, KEYS + VENDOR, reports)
+        self.says(device_type, firmware, capabilities)
         self.obeyed, self.received, self.last, self.acknowledges = [], [], None, True
         for number in (0x30, 0x31, 0x32):
             self.reports[number].on_write = lambda data, number=number: self._commanded(number, data)
+
+    def says(self, device_type, firmware, capabilities=0x1f):
+        identity = bytes([1, device_type]) + firmware.to_bytes(4, 'little') + capabilities.to_bytes(2, 'little')
+        self.reports[0x40].value = identity + bytes(4)
 
     def _commanded(self, number, data):
         self.received.append([number, data.hex()])

@@ -49,7 +49,7 @@ class Machine:
         self.asked, self.agent_calls, self.agent_answers, self.exported = {}, [], {}, {}
         self.application = self.sound = None
         self.sockets = []
-        self.kind, self.simple = None, True
+        self.kind, self.simple, self.capability = None, True, None
         self.queue = []
         self.wire = Wire(self.queue.append)
 
@@ -70,9 +70,13 @@ class Machine:
     def hello(self):
         return 'hello'
 
+    def mark(self, words):
+        self.daemons.mark(words)
+
     def leave(self):
         for name in list(self.daemons.running):
             self.daemons.stop(name)
+        self.daemons.keep_logs()
         os._exit(0)
 
     def become(self, kind, fresh=False):
@@ -101,7 +105,8 @@ class Machine:
             self.application.withdraw()
         if self.sound:
             self.sound.withdraw()
-        self._put_away('/agent', '/hid')
+        self._put_away_agent()
+        self._put_away('/hid')
         for plug in self.sockets:
             plug.close()
         self.application, self.sound, self.sockets = None, None, []
@@ -121,7 +126,8 @@ class Machine:
             file.write(f'[General]\nClass = {kind}\nDeviceID = usb:{device}:0100\nDiscoverableTimeout = 0\n'
                        f'PairableTimeout = 0\n{more}\n[GATT]\nChannels = 1\n')
         if not self.daemons.lives('radio'):
-            self.daemons.start('radio', 'python3', f'{os.path.dirname(__file__)}/relay.py', 'peer', 'vhci', 'port:air')
+            self.daemons.start_air('radio', 'python3', f'{os.path.dirname(__file__)}/relay.py', 'peer', 'vhci',
+                                   'port:air')
         self.daemons.start('bluetoothd', BLUETOOTHD, '-n', '-d', '-f', '/run/bluetoothd.conf', *options)
         wait(lambda: self.bus.adapter().get('Powered'), 'the adapter is on', 30)
         tell_relay('peer', rssi=-55, pause=0.15)
@@ -165,8 +171,10 @@ class Machine:
 
     def agent(self, capability, **answers):
         """How the person at this device answers: by method, a value, or nothing for a refusal."""
-        self._put_away('/agent')
         self.agent_answers, self.agent_calls = answers, []
+        if self.capability == capability:
+            return
+        self._put_away_agent()
 
         def called(connection, sender, path, interface, method, arguments, invocation):
             self.agent_calls.append([method, *[str(part) for part in arguments.unpack()]])
@@ -180,6 +188,16 @@ class Machine:
         self._export('/agent', 'org.bluez.Agent1', called)
         self._agents('RegisterAgent', capability)
         self._agents('RequestDefaultAgent')
+        self.wait_adapter('Pairable', True)
+        self.capability = capability
+
+    def _put_away_agent(self):
+        """Without one the daemon has its controller bond with nobody any more, and it takes a moment for it to hear that
+        this is done. Whoever registers another before sees it do nothing, and then pairs without a bond."""
+        self._put_away('/agent')
+        if self.capability and self.daemons.lives('bluetoothd'):
+            self.wait_adapter('Pairable', False)
+        self.capability = None
 
     def _agents(self, method, *capability):
         arguments = GLib.Variant('(os)' if capability else '(o)', ('/agent', *capability))
@@ -295,6 +313,10 @@ class Machine:
         self.application = gatt.Remote(self.bus, device_type, firmware, capabilities)
         self._go_on_the_air()
 
+    def is_now(self, device_type, firmware):
+        """The remote is another model, for who asks it again."""
+        self.application.says(device_type, firmware)
+
     def le_keyboard(self):
         self.application = gatt.Hid(self.bus, 'Keys', 0x03c1, gatt.KEYBOARD, [(0x01, gatt.INPUT, bytes(8))])
         self._go_on_the_air()
@@ -343,6 +365,16 @@ class Machine:
     def lose_links(self):
         """The emulator of controllers does not tell of those that vanish."""
         return bus.link_lost('peer')
+
+    def link_runs(self):
+        """Interval, latency and timeout of the link on low energy, as this end's controller told them last."""
+        with open('/run/parameters.peer') as file:
+            return [int(number) for number in file.read().splitlines()[-1].split()]
+
+    def sleeps_through(self, events):
+        """The device asks its controller for a link on which it need not listen each time."""
+        handle = bus.links()[0]
+        return self.shell(f'hcitool lecup --handle {handle} --min 24 --max 40 --latency {events} --timeout 400')
 
     def remote_name(self, address):
         return self.shell(f'hcitool name {address}')

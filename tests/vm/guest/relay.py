@@ -11,7 +11,12 @@ Whoever has the kernel's end can be told things, as JSON datagrams to /run/relay
     {"pause": 0.15}         seconds before each packet of a pairing on low energy: both machines are so much slower than
                             real ones that the other's daemon would be asked before it has heard of the link
 
-and writes every command of the host side to /run/commands.NAME: a line of seconds, opcode and parameters.
+A device's request to encrypt a link on low energy waits until the other's daemon has spoken on that link: BlueZ 5.66
+leaves a link alone for good that was encrypted before it looked at it, and a slow machine is late to look.
+
+It writes every command of the host side to /run/commands.NAME, a line of seconds, opcode and parameters; and how a link
+on low energy runs, as the controller tells it from its beginning on, to /run/parameters.NAME: interval in 1.25 ms,
+latency in events that may be slept through, timeout in 10 ms.
 """
 
 import json
@@ -26,9 +31,13 @@ COMMAND, ACL, EVENT = 1, 2, 4
 # Where the length of the rest stands in the header, by kind of packet: offset and format.
 LENGTHS = {1: (3, 'B'), 2: (3, '<H'), 3: (3, 'B'), 4: (2, 'B'), 5: (3, '<H')}
 READ_RSSI = 0x1405
+# Where interval, latency and timeout stand in the events that tell of them.
+PARAMETERS = {0x01: 14, 0x0a: 26, 0x03: 7}
 LE_META, LE_REPORT, LE_EXTENDED_REPORT = 0x3e, 0x02, 0x0d
 COMMAND_COMPLETE = 0x0e
-PAIRING = b'\x06\x00' # the fixed channel of the security manager
+ATTRIBUTES, PAIRING = b'\x04\x00', b'\x06\x00' # fixed channels
+SECURITY_REQUEST = 0x0b
+DISCONNECTED = 0x05
 
 
 class Kernel:
@@ -115,7 +124,8 @@ class Relay:
     def __init__(self, name, near, far):
         self.near, self.far = opened(near), opened(far)
         self.rssi, self.pause = None, 0
-        self.told = self.commands = None
+        self.spoken, self.requests = set(), {} # links, by their handles
+        self.told = self.commands = self.parameters = None
         if near == 'vhci':
             path = f'/run/relay.{name}'
             if os.path.exists(path):
@@ -123,16 +133,30 @@ class Relay:
             self.told = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
             self.told.bind(path)
             self.commands = open(f'/run/commands.{name}', 'a', buffering=1)
+            self.parameters = open(f'/run/parameters.{name}', 'a', buffering=1)
 
     def outward(self, packet):
         if packet[0] == COMMAND and self.commands:
             opcode, = struct.unpack_from('<H', packet, 1)
             self.commands.write(f'{time.monotonic():.3f} {opcode:04x} {packet[4:].hex()}\n')
-        if self.pause and packet[0] == ACL and packet[7:9] == PAIRING:
+        if packet[0] == ACL and packet[7:9] == PAIRING:
+            if packet[9] == SECURITY_REQUEST and link(packet) not in self.spoken:
+                self.requests[link(packet)] = packet
+                return
             time.sleep(self.pause)
         self.far.write(one_notification(packet))
 
     def inward(self, packet):
+        if packet[0] == ACL and packet[7:9] == ATTRIBUTES:
+            self.spoken.add(link(packet))
+            if request := self.requests.pop(link(packet), None):
+                self.far.write(request)
+        elif packet[0] == EVENT and packet[1] == DISCONNECTED:
+            handle, = struct.unpack_from('<H', packet, 4)
+            self.spoken.discard(handle)
+            self.requests.pop(handle, None)
+        elif packet[0] == EVENT and packet[1] == LE_META and packet[3] in PARAMETERS and self.parameters:
+            self.parameters.write('%d %d %d\n' % struct.unpack_from('<HHH', packet, PARAMETERS[packet[3]]))
         self.near.write(packet if self.rssi is None else self.with_strength(packet))
 
     def with_strength(self, packet):
@@ -162,7 +186,12 @@ class Relay:
                 words = json.loads(self.told.recv(65536))
                 self.rssi, self.pause = words.get('rssi', self.rssi), words.get('pause', self.pause)
                 if 'inject' in words:
-                    self.near.write(bytes.fromhex(words['inject']))
+                    self.inward(bytes.fromhex(words['inject']))
+
+
+def link(packet):
+    """The handle of the link that this data belongs to."""
+    return struct.unpack_from('<H', packet, 1)[0] & 0xfff
 
 
 def one_notification(packet):

@@ -57,7 +57,10 @@ class Peer:
     def run(self, name, arguments, named, seconds):
         return self.end(self.begin(name, *arguments, **named), name, seconds)
 
-    def end(self, number, name, seconds=45):
+    def has_ended(self, number):
+        return number in self.answers
+
+    def end(self, number, name='work', seconds=45):
         wait(lambda: number in self.answers, f'the other machine ends its {name}', seconds)
         words = self.answers.pop(number)
         if 'error' in words:
