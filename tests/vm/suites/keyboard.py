@@ -86,6 +86,18 @@ def test_it_comes_back_after_the_daemon_was_restarted(box):
     box.got('HidConStateChanged', box.peer_address, 0, 1)
 
 
+def test_it_comes_back_after_the_adapter_was_away(box):
+    box.radio_goes()
+    wait(lambda: not glob.glob('/dev/hidraw*'), 'it is gone')
+    box.peer.close_channels()
+    box.radio_comes()
+    wait(box.is_set_up, 'the adapter is set up again', 20)
+    box.forget_calls()
+    box.peer.open_channels(box.address)
+    box.got('HidConStateChanged', box.peer_address, 0, 1)
+    presses(lambda: (box.peer.press(PRESS), box.peer.press(RELEASE)))
+
+
 def test_one_on_low_energy_connects(box):
     box.reset('le keyboard')
     box.service_up()
@@ -101,7 +113,15 @@ def test_its_keys_work_too(box):
     presses(lambda: (box.peer.report(1, PRESS[2:]), box.peer.report(1, RELEASE[2:])))
 
 
-def test_it_comes_back_after_the_adapter_was_away(box):
+def test_the_one_on_low_energy_comes_back_after_the_daemon_was_restarted(box):
+    box.forget_calls()
+    box.restart_bluetoothd()
+    box.got('HidConStateChanged', box.peer_address, 0, 1, seconds=30)
+    box.peer.listened_to()
+    presses(lambda: (box.peer.report(1, PRESS[2:]), box.peer.report(1, RELEASE[2:])))
+
+
+def test_and_after_the_adapter_was_away(box):
     box.forget_calls()
     box.radio_goes()
     wait(lambda: not glob.glob('/dev/hidraw*'), 'it is gone')

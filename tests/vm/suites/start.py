@@ -35,6 +35,15 @@ def complete(name, data=DATA):
                            service in answer.get(SERVICES, b''))
 
 
+def begins_to_switch_on(box):
+    box.forget_calls()
+    box.key_combination(51)
+    box.got('AdapterDisabled')
+    wait(lambda: not box.bus.adapter()['Powered'], 'the adapter is off')
+    box.key_combination(52)
+    wait(lambda: box.bus.adapter().get('Powered'), 'the adapter is on')
+
+
 def test_an_adapter_that_is_off_goes_the_whole_way(box):
     box.reset('phone', settings=[(NAME_KEY, 'Living Room'), ('db/vyrel/reset', 1)])
     check('it is off at first', not box.bus.adapter()['Powered'])
@@ -75,6 +84,19 @@ def test_key_51_switches_off_and_52_on(box):
     wait_seen(box, 'all of it again', complete(b'Salon'))
     wait(lambda: box.setting(OFF) == 'true', 'the key')
     equal('told once', box.count('AdapterDisabled'), 1)
+
+
+def test_the_daemon_is_restarted_while_it_switches_on(box):
+    begins_to_switch_on(box)
+    box.restart_bluetoothd()
+    wait_seen(box, 'all of it again', complete(b'Salon'), 20)
+    wait(lambda: box.setting(OFF) == 'true', 'the key')
+
+
+def test_the_adapter_is_pulled_while_it_switches_on(box):
+    begins_to_switch_on(box)
+    box.radio_is_pulled()
+    wait_seen(box, 'all of it again', complete(b'Salon'), 20)
 
 
 def test_other_keys_do_nothing(box):

@@ -3,12 +3,28 @@
 from box import check, equal, pass_time, wait
 
 FLAG, LEVEL = 'db/vyrel/halvowheel_adc_flag', 'memory/org.vantor.vyrel/halvo_wheel_battery_level'
+MODE = 'db/menu/support/use_mode'
 TYPE = 0x21
 COMMAND = 0x30
 
 
+def on_its_way(box, mode, command):
+    """The setting is another, the wheel was sent the command and did not acknowledge it; how many it obeyed so far."""
+    before, sent = len(box.peer.obeyed()), len(box.peer.received())
+    box.peer.acknowledge(False)
+    box.settings((MODE, mode))
+    wait(lambda: [data for _, data in box.peer.received()[sent:] if data.startswith(command)], 'it is sent the command')
+    return before
+
+
+def works(box, level):
+    box.peer.listened_to()
+    box.peer.report(0x20, f'{20 << 3 | level:02x}00')
+    box.wait_setting(LEVEL, str(level))
+
+
 def test_it_connects(box):
-    box.reset('wheel', settings=[('db/menu/support/use_mode', 1)],
+    box.reset('wheel', settings=[(MODE, 1)],
               features=['[com.quorix/featureconf]', 'product.is_game_screen_monitor=true'])
     box.service_up()
     box.peer.remote(TYPE, 1)
@@ -39,6 +55,23 @@ def test_its_battery_is_told(box):
 def test_its_charging_is_told(box):
     box.peer.report(0x21, '060000')
     box.got('HalvoWheelBatteryChargingStatus', 6)
+
+
+def test_the_daemon_is_restarted_with_a_command_on_its_way(box):
+    before = on_its_way(box, 0, '0007')
+    box.restart_bluetoothd()
+    box.peer.acknowledge(True)
+    wait(lambda: [COMMAND, '0007'] in box.peer.obeyed()[before:], 'it obeys when it is back', 30)
+    works(box, 5)
+
+
+def test_the_adapter_is_pulled_with_a_command_on_its_way(box):
+    before = on_its_way(box, 1, '0006')
+    box.radio_goes()
+    box.peer.acknowledge(True)
+    box.radio_comes()
+    wait(lambda: [COMMAND, '0006'] in box.peer.obeyed()[before:], 'it obeys when it is back', 30)
+    works(box, 4)
 
 
 def test_a_lost_link_says_why(box):
