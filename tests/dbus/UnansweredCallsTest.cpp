@@ -123,6 +123,13 @@ TEST(UnansweredCalls, AreMoreOnABusThatAllowsMore)
     EXPECT_EQ(siblings.AskHealthy(), kRefusal);
 }
 
+TEST(UnansweredCalls, OfDaysLeaveRoomOnABusWithTheInstalledPolicy)
+{
+    Siblings siblings("<include>" VYREL_POLICY "</include>");
+    siblings.LeavesUnanswered(4 * kBusLimit);
+    EXPECT_EQ(siblings.AskHealthy(), "('well',)");
+}
+
 TEST(UnansweredCalls, EndByThemselvesOnABusWithAReplyTimeout)
 {
     Siblings siblings(R"(<limit name="reply_timeout">300</limit>)");
