@@ -29,6 +29,22 @@ SUITES = [path.stem for path in sorted(HERE.joinpath('suites').glob('*.py'))]
 NEEDED = ('qemu-system-x86_64', 'busybox', 'cpio', 'depmod', 'btvirt', 'dbus-daemon')
 
 
+def emulator(words, initrd, ports, folders, memory=512):
+    """The command of a machine. Ports are serial ones, each a name and the socket behind it; folders are lent: name, path,
+    options."""
+    command = ['qemu-system-x86_64', '-M', 'q35', '-accel', 'tcg,thread=multi', '-cpu', 'max',
+               '-smp', '1', '-m', str(memory),
+               '-display', 'none', '-no-reboot', '-nodefaults', '-serial', 'stdio', '-monitor', 'none',
+               '-kernel', str(MADE / 'kernel'), '-initrd', str(initrd), '-append', words,
+               '-device', 'virtio-rng-pci', '-device', 'virtio-serial-pci']
+    for name, socket in ports:
+        command += ['-chardev', f'socket,id={name},{socket}', '-device', f'virtserialport,chardev={name},name={name}']
+    for name, path, options in folders:
+        command += ['-fsdev', f'local,id={name},path={path},security_model=none,multidevs=remap{options}',
+                    '-device', f'virtio-9p-pci,fsdev={name},mount_tag={name}']
+    return command
+
+
 class Machines:
     def __init__(self, folder, arguments):
         self.folder, self.arguments, self.processes = folder, arguments, {}
@@ -40,18 +56,9 @@ class Machines:
         words = (f'console=ttyS0 quiet loglevel=1 mitigations=off nokaslr panic=-1 random.trust_cpu=on '
                  f'vyrel.role={role} vyrel.tree={TREE} vyrel.suites={",".join(self.arguments.suites)} '
                  + ('vyrel.shell ' if self.arguments.shell else ''))
-        command = ['qemu-system-x86_64', '-M', 'q35', '-accel', 'tcg,thread=multi', '-cpu', 'max',
-                   '-smp', '1', '-m', '512',
-                   '-display', 'none', '-no-reboot', '-nodefaults', '-serial', 'stdio', '-monitor', 'none',
-                   '-device', 'virtio-serial-pci']
-        for name in ('air', 'wire'):
-            command += ['-chardev', f'socket,path={self.folder}/{name},id={name},{end}',
-                        '-device', f'virtserialport,chardev={name},name={name}']
-        command += ['-kernel', str(MADE / 'kernel'), '-initrd', str(MADE / 'initrd'), '-append', words,
-                    '-device', 'virtio-rng-pci']
-        for name, path, rights in (('root', '/', ',readonly=on'), ('results', results, '')):
-            command += ['-fsdev', f'local,id={name},path={path},security_model=none,multidevs=remap{rights}',
-                        '-device', f'virtio-9p-pci,fsdev={name},mount_tag={name}']
+        command = emulator(words, MADE / 'initrd',
+                           [(name, f'path={self.folder}/{name},{end}') for name in ('air', 'wire')],
+                           [('root', '/', ',readonly=on'), ('results', results, '')])
         with open(self.folder / f'{role}.error', 'wb') as error:
             self.processes[role] = subprocess.Popen(
                 command, stdin=stdin, stdout=subprocess.PIPE, stderr=error, preexec_fn=die_with_parent)
