@@ -127,7 +127,7 @@ class Machine:
                        f'PairableTimeout = 0\n{more}\n[GATT]\nChannels = 1\n')
         if not self.daemons.lives('radio'):
             self.daemons.start_air('radio', 'python3', f'{os.path.dirname(__file__)}/relay.py', 'peer', 'vhci',
-                                   'port:air')
+                                   os.environ.get('VYREL_AIR', 'port:air'))
         self.daemons.start('bluetoothd', BLUETOOTHD, '-n', '-d', '-f', '/run/bluetoothd.conf', *options)
         wait(lambda: self.bus.adapter().get('Powered'), 'the adapter is on', 30)
         tell_relay('peer', rssi=-55, pause=0.15)
