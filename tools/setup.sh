@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what the named jobs need and is not there yet: setup.sh run|test|bench|vm|ci ...
+# Installs what the named jobs need and is not there yet: setup.sh run|test|bench|vm|box|ci ...
 # Asks the network only when something is missing; needs root, or sudo, only then.
 set -euo pipefail
 
@@ -10,6 +10,8 @@ bench=(valgrind)
 # Two emulated machines with the tree of this one: what runs in them has to be here. Their kernel is only unpacked.
 vm=(qemu-system-x86 busybox-static cpio gzip kmod python3 python3-gi gir1.2-glib-2.0 dbus udev bluez
     bluez-test-tools)
+# Another one with a stock Debian of its own.
+box=("${vm[@]}" debootstrap e2fsprogs)
 ci=(git clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev cppcheck gcovr iwyu)
 
 wanted=("${build[@]}")
@@ -19,9 +21,10 @@ for job in "$@"; do
     test) wanted+=("${run[@]}" "${test[@]}") ;;
     bench) wanted+=("${run[@]}" "${bench[@]}" python3) ;;
     vm) wanted+=("${run[@]}" "${vm[@]}") ;;
+    box) wanted+=("${run[@]}" "${box[@]}") ;;
     ci) wanted+=("${run[@]}" "${test[@]}" "${bench[@]}" "${ci[@]}") ;;
     *)
-        echo "setup.sh: no such job: $job (run, test, bench, vm, ci)" >&2
+        echo "setup.sh: no such job: $job (run, test, bench, vm, box, ci)" >&2
         exit 2
         ;;
     esac

@@ -24,8 +24,7 @@ def program(command):
 
 def is_command(text):
     """A program with arguments, or one that a person starts as it is; its bare name in a sentence is none."""
-    first = program(text)
-    return first in PROGRAMS and (' ' in text or first == 'vyrel-ctl')
+    return program(text) in PROGRAMS and (' ' in text or '/' in text)
 
 
 def commands(text):
@@ -38,7 +37,7 @@ def commands(text):
                 found[line] = None
     for span in INLINE.findall(FENCE.sub('', text)):
         span = re.sub(r'\s+', ' ', span).replace('\\|', '|')
-        if ' ' in span and is_command(span):
+        if is_command(span):
             found[span] = None
     return list(found)
 

@@ -19,7 +19,12 @@ from machines import MADE, TREE, Failed
 EXAMPLE = 'AA:BB:CC:DD:EE:02'
 SINK = '0000110b-0000-1000-8000-00805f9b34fb'
 LENT = '/run/bench/host' # where the box sees the tree of the machine that builds
-COMPANION = 'journalctl -b -u vyrel-companion'
+
+# What shows something to who types it, on each box.
+LOOKS = ('vyrel-ctl devices', 'vyrel-ctl remotes', 'vyrel-ctl features', 'systemctl status vyrel-lite',
+         'systemctl status vyrel-companion', 'systemctl status bluetooth',
+         'journalctl -u vyrel-lite -u vyrel-companion -u bluetooth -b', 'journalctl --user -u wireplumber',
+         'journalctl -t VYREL_PLATFORM', 'sudo dmesg | grep -i bluetooth')
 
 # The document's commands that nobody types in this box, and why.
 ELSEWHERE = {
@@ -67,7 +72,7 @@ def status(box, *path):
 
 def test_the_reader_has_what_the_first_command_installs(scene):
     box = scene.box
-    packages = 'sudo apt install bluez polkitd pipewire-audio libpulse0 libglib2.0-0 libsqlite3-0 rfkill'.split()[3:]
+    packages = said('sudo apt install bluez polkitd pipewire-audio libpulse0 libglib2.0-0 libsqlite3-0 rfkill').split()[3:]
     # It was typed when the disk was made, where there was a network.
     equal('all of them', box.type(f"dpkg-query -W -f='${{db:Status-Status}}\\n' {' '.join(packages)} | sort -u").out,
           'installed\n')
@@ -120,14 +125,14 @@ def test_both_programs_run(scene):
 
 def test_it_is_paired(scene):
     box, peer = scene.box, scene.peer
-    scene.speaker = peer.become('speaker', seconds=120)
+    scene.speaker = peer.become('classic speaker', seconds=120)
     peer.endpoint(SINK)
     peer.agent('NoInputNoOutput')
     done = box.type(said('bluetoothctl --timeout 20 scan on'), seconds=90)
     check('it is found', scene.speaker in done.out, done)
     box.type(said('bluetoothctl pair AA:BB:CC:DD:EE:02', scene.speaker), seconds=90)
     box.type(said('sudo -u vyrel-companion vyrel-companion trust AA:BB:CC:DD:EE:02', scene.speaker))
-    box.type(said('bluetoothctl connect AA:BB:CC:DD:EE:02', scene.speaker), seconds=90)
+    connect(scene)
     check('paired, connected', connected(scene), box.type('vyrel-ctl devices'))
     known = box.type(said('sudo -u vyrel-companion vyrel-companion known')).out
     check('known', scene.speaker in known, known)
@@ -137,6 +142,20 @@ def connected(scene):
     """Whether the speaker is there, paired."""
     row = re.search(rf'{scene.speaker} .* (yes|no) +(yes|no) +(yes|no)', scene.box.type(said('vyrel-ctl devices')).out)
     return row and row[1] == row[3] == 'yes'
+
+
+def connect(scene):
+    """Machines that have to share a processor with others may miss the seconds that the daemons give each other. BlueZ 5.66
+    then says "br-connection-busy" for ever, so the reader does what the document has for that."""
+    box, command = scene.box, said('bluetoothctl connect AA:BB:CC:DD:EE:02', scene.speaker)
+    for _ in range(3):
+        done = box.type(command, seconds=90, status=None)
+        if done.status == 0:
+            return
+        box.type(said('sudo systemctl restart bluetooth'), seconds=90)
+        box.wait_for('vyrel-ctl status', 'on, visible')
+        box.wait_for('journalctl -n 200 -u bluetooth', 'A2DPSource/sbc')
+    raise Failed(str(done))
 
 
 def make_tone(box):
@@ -159,7 +178,7 @@ def play(scene):
 def test_it_plays(scene):
     box = scene.box
     make_tone(box)
-    box.wait_for('wpctl status', 'A speaker', seconds=60)
+    box.wait_for('wpctl status', 'A classic speaker', seconds=60)
     play(scene)
 
 
@@ -169,7 +188,7 @@ def test_after_the_next_start_it_comes_back(scene):
     box.off()
     peer.lose_links() # it hears nothing more of the box
     box.boot()
-    called = box.wait_for(said(COMPANION), f'calling {scene.speaker}', seconds=120).out
+    called = box.wait_for(said('journalctl -b -u vyrel-companion'), f'calling {scene.speaker}', seconds=120).out
     check('it was asked to', 'connect the last speaker again' in called, called)
     box.wait('the speaker is there', lambda: connected(scene), 60)
     check('the last wake names it', re.search(r'start +\d+ ms +- +[\d.]+ m?s', box.type(said('vyrel-ctl status')).out),
@@ -180,7 +199,7 @@ def test_after_the_next_start_it_comes_back(scene):
 def test_it_plays_as_before(scene):
     box = scene.box
     make_tone(box)
-    box.wait_for('wpctl status', 'A speaker', seconds=60)
+    box.wait_for('wpctl status', 'A classic speaker', seconds=60)
     play(scene)
 
 
@@ -218,10 +237,7 @@ def test_a_pairing_is_answered_by_hand(scene):
 
 def test_each_look_shows_something(scene):
     box = scene.box
-    for command in ('vyrel-ctl devices', 'vyrel-ctl remotes', 'vyrel-ctl features', 'systemctl status vyrel-lite',
-                    'systemctl status vyrel-companion', 'systemctl status bluetooth',
-                    'journalctl -u vyrel-lite -u vyrel-companion -u bluetooth -b', 'journalctl --user -u wireplumber',
-                    'journalctl -t VYREL_PLATFORM', 'sudo dmesg | grep -i bluetooth'):
+    for command in LOOKS:
         done = box.type(said(command))
         check(f'{command} says something', len(done.out) > 5 and 'No entries' not in done.out, done)
     check('rfkill', box.type(said('rfkill list')).status == 0)
@@ -261,3 +277,27 @@ def test_standby_is_asked_for(scene):
     box.type(said('vyrel-ctl power standby'))
     box.wait_for('vyrel-ctl power', 'standby', seconds=30)
     box.type('vyrel-ctl power normal')
+    box.wait_for('vyrel-ctl power', 'normal', seconds=30)
+
+
+def test_logind_is_asked_to_suspend(scene):
+    """All of it but the sleep itself, of which an emulated machine does not wake."""
+    box = scene.box
+    box.root('mkdir -p /etc/systemd/system/systemd-suspend.service.d && printf "[Service]\\nExecStart=\\nExecStart=/bin/sleep 1\\n"'
+             ' >/etc/systemd/system/systemd-suspend.service.d/bench.conf && systemctl daemon-reload')
+    box.type(said('busctl call org.vantor.platform /org/vantor/platform org.vantor.platform.Power1 RequestPowerOff i 4'))
+    box.wait_for('journalctl -b -u systemd-logind', 'The system will suspend now', seconds=120)
+    box.wait_for('journalctl -b -u systemd-logind', "Operation 'sleep' finished", seconds=60)
+    box.wait_for('vyrel-ctl status', 'resume', seconds=60)
+
+
+def test_it_is_switched_off_and_started_anew(scene):
+    box = scene.box
+    box.type('vyrel-ctl power normal')
+    box.type('vyrel-ctl power reboot')
+    box.off(seconds=180)
+    scene.peer.lose_links()
+    box.boot()
+    box.wait_for('vyrel-ctl status', 'normal', seconds=60)
+    box.type('vyrel-ctl power off')
+    box.off(seconds=180)

@@ -23,6 +23,7 @@ LOGS = '/mnt/results/peer'
 KINDS = {
     'phone': ('0x5a020c', '1d6b:0246', [], ''),
     'speaker': ('0x240414', '1d6b:0247', [], ''),
+    'classic speaker': ('0x240414', '1d6b:0247', [], 'ControllerMode = bredr'),
     'keyboard': ('0x002540', '1d6b:0248', ['--noplugin=input,hog'], ''),
     'remote': ('0x00050c', '04E8:2075', ['--noplugin=input,hog'], 'ControllerMode = le'),
     'wheel': ('0x00050c', '04E8:2084', ['--noplugin=input,hog'], 'ControllerMode = le'),
