@@ -1,10 +1,8 @@
 """The two machines of the walk, as the test sees them: the box, a disk with a stock Debian on it, and the peer, which plays
 the devices around it. Both are told what to do over a serial port, by lines of JSON."""
 
-import ctypes
 import json
 import pathlib
-import signal
 import socket
 import subprocess
 import sys
@@ -13,15 +11,10 @@ import time
 
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent / 'vm'))
-from run import MADE, TREE, emulator
+from run import MADE, TREE, die_with_parent, emulator
 
 SIZE = 1500 * 1024 * 1024 # of the box's disk, most of it holes
 WORDS = 'console=ttyS0 quiet loglevel=1 mitigations=off nokaslr panic=-1 random.trust_cpu=on'
-
-
-def die_with_parent():
-    """Whatever ends this program, SIGKILL included, the machines end too."""
-    ctypes.CDLL(None).prctl(1, signal.SIGKILL, 0, 0, 0)
 
 
 class Failed(Exception):
