@@ -4,6 +4,7 @@ import grp
 import os
 import pathlib
 import pwd
+import re
 import signal
 import subprocess
 import tempfile
@@ -186,6 +187,26 @@ class Install(unittest.TestCase):
             for rules in ElementTree.fromstring(self.text(f'/usr/share/dbus-1/system.d/{policy}')).iter('policy'):
                 asked |= {rules.get(key) for key in ('user', 'group') if rules.get(key)}
         self.assertEqual(asked - {'root'}, made)
+
+    def testFoldersOfTheSettingsAreTheGroupsBeforeAnybodyStarts(self):
+        # The service's unit keeps it from giving a folder the group's bit (RestrictSUIDSGID), so it can make none.
+        self.assertEqual(self.unit('vyrel-lite.service')['RestrictSUIDSGID'], 'yes')
+        made = {words[1]: words[2:5] for words in map(str.split, self.text('/usr/lib/tmpfiles.d/vyrel-lite.conf').splitlines())
+                if words and words[0] == 'd'}
+        for folder in ('/var/lib/vyrel-lite', '/run/vyrel-lite', '/run/vyrel-lite/watchers'):
+            self.assertEqual(made[folder], ['2770', 'vyrel', 'vyrel'], folder)
+
+    def testLogindMayBeHeldAndAskedByTheServiceAlone(self):
+        rule = self.text('/usr/share/polkit-1/rules.d/50-vyrel-lite.rules')
+        self.assertIn('subject.user == "vyrel" &&', rule)
+        asked = re.compile(re.search(r'^ +/(\^.*\$)/$', rule, re.MULTILINE)[1])
+        # What logind 252 asks polkit about: a hold on one, and on several at once; then the ways out, also while
+        # somebody else is logged in.
+        for action in ('inhibit-delay-sleep', 'inhibit-block-shutdown', 'inhibit-handle-lid-switch', 'suspend', 'reboot',
+                       'power-off', 'suspend-multiple-sessions', 'reboot-multiple-sessions', 'power-off-multiple-sessions'):
+            self.assertTrue(asked.match(f'org.freedesktop.login1.{action}'), action)
+        for action in ('halt', 'hibernate', 'set-user-linger', 'suspend-ignore-inhibit', 'inhibit-handle-power-key'):
+            self.assertFalse(asked.match(f'org.freedesktop.login1.{action}'), action)
 
     def testTheBusTakesThePolicies(self):
         # It names what it does not know of a file, and does not start with a file that is none. Who is not known on
