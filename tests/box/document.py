@@ -8,7 +8,7 @@ import pathlib
 import re
 import sys
 
-PROGRAMS = ('apt', 'apt-get', 'bluetoothctl', 'busctl', 'cmake', 'dmesg', 'echo', 'journalctl', 'loginctl', 'mkdir', 'reboot',
+PROGRAMS = ('(cd', 'apt', 'apt-get', 'bluetoothctl', 'busctl', 'cmake', 'dmesg', 'echo', 'journalctl', 'loginctl', 'mkdir', 'reboot',
             'rfkill', 'systemctl', 'systemd-sysusers', 'systemd-tmpfiles', 'tar', 'udevadm', 'usermod', 'vyrel-companion',
             'vyrel-ctl', 'vyrel-settings', '/lib/systemd/systemd-journal-remote',
             '/lib/systemd/systemd-journal-upload', 'tools/setup.sh', 'test')

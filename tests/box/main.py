@@ -21,11 +21,12 @@ import traceback
 
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path[:0] = [str(HERE), str(HERE.parent / 'vm')]
+import rights
 import walk
 from machines import MADE, TREE, Box, Failed, Peer
 from run import NEEDED, SIGNALS, stop
 
-SUITES = {suite.__name__: suite for suite in (walk,)}
+SUITES = {suite.__name__: suite for suite in (walk, rights)}
 
 
 def cannot(why):

@@ -363,9 +363,9 @@ class Machine:
             self.shell('; '.join(f'hcitool ledc {handle}' for handle in bus.links()) or 'true')
         wait(lambda: not bus.links(), 'there is no link', 10)
 
-    def lose_links(self):
-        """The emulator of controllers does not tell of those that vanish."""
-        return bus.link_lost('peer')
+    def lose_links(self, reason=0x08):
+        """The emulator of controllers does not tell of those that vanish. 0x13: the other went off on purpose."""
+        return bus.link_lost('peer', reason)
 
     def link_runs(self):
         """Interval, latency and timeout of the link on low energy, as this end's controller told them last."""
