@@ -342,6 +342,14 @@ class Box:
     def wait_device(self, name, value, seconds=20):
         wait(lambda: self.device().get(name) == value, f'{name} of the other device is {value}', seconds)
 
+    def wait_looked_at(self):
+        """The daemon knows all of a device on low energy that has just connected. Until then what is written to it waits,
+        and a link that ends meanwhile takes that with it."""
+        def known():
+            device = self.device()
+            return device.get('Connected') and device.get('ServicesResolved')
+        wait(known, 'the daemon knows all of the device', 30)
+
     def connect(self):
         """As a connection manager does it: again, while the daemon is busy with the device, or when both ends began to
         ask each other at the same moment and gave up."""

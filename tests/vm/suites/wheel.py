@@ -18,6 +18,7 @@ def on_its_way(box, mode, command):
 
 
 def works(box, level):
+    box.wait_looked_at()
     box.peer.listened_to()
     box.peer.report(0x20, f'{20 << 3 | level:02x}00')
     box.wait_setting(LEVEL, str(level))
