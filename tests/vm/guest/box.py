@@ -19,7 +19,7 @@ from gi.repository import Gio, GLib
 
 import sound
 from bus import (ADAPTER, DEVICE, HCI, Bus, Daemons, Refused, TimeOut, boolean, connect, link_lost, links,
-                 pass_time, stays, tell_relay, text, wait)
+                 packets, pass_time, stays, tell_relay, text, wait)
 from wire import Peer
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -343,12 +343,23 @@ class Box:
         wait(lambda: self.device().get(name) == value, f'{name} of the other device is {value}', seconds)
 
     def wait_looked_at(self):
-        """The daemon knows all of a device on low energy that has just connected. Until then what is written to it waits,
-        and a link that ends meanwhile takes that with it."""
+        """The daemon knows all services of a device on low energy that has just connected."""
         def known():
             device = self.device()
             return device.get('Connected') and device.get('ServicesResolved')
         wait(known, 'the daemon knows all of the device', 30)
+
+    def wait_silent(self):
+        """And has read what it wants of them. Until then what is written to the device waits its turn, and a link that
+        ends meanwhile takes it with it."""
+        self.wait_looked_at()
+        before = None
+        for _ in range(40):
+            if (now := packets()) == before:
+                return
+            before = now
+            pass_time(1.5)
+        raise TimeOut('the link is never silent')
 
     def connect(self):
         """As a connection manager does it: again, while the daemon is busy with the device, or when both ends began to

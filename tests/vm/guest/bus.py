@@ -4,6 +4,7 @@ answering others meanwhile."""
 import ctypes
 import json
 import os
+import re
 import shutil
 import socket
 import struct
@@ -246,6 +247,12 @@ def links():
     """The handles of the kernel's links."""
     said = subprocess.run(['hcitool', 'con'], capture_output=True, text=True, stdin=subprocess.DEVNULL).stdout
     return [int(line.split(' handle ')[1].split()[0]) for line in said.splitlines() if ' handle ' in line]
+
+
+def packets():
+    """How many of data the controller of this machine has received and sent."""
+    said = subprocess.run(['hciconfig', 'hci0'], capture_output=True, text=True, stdin=subprocess.DEVNULL).stdout
+    return re.findall(r' acl:(\d+)', said)
 
 
 def link_lost(name, reason=0x08):

@@ -199,7 +199,7 @@ def test_the_first_command_after_a_wake_reaches_it(box):
 
 
 def test_it_is_told_to_forget_before_a_reset(box):
-    box.wait_looked_at()
+    box.wait_silent()
     box.forget_calls()
     box.power('RequestPowerOff', 13)
     wait(lambda: obeyed(box, COMMAND, f'{TYPE:02x}05'), 'the reset command reaches it')

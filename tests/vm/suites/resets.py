@@ -58,7 +58,7 @@ def test_a_bluetooth_reset_keeps_the_remote(box):
 
 def test_a_factory_reset_forgets_all(box):
     box.settings(('db/vyrel/lastSoundRoute', 5), ('db/vyrel/last_btspk_name', 'Old'), ('db/vyrel/RC_PairCount', 7))
-    box.wait_looked_at()
+    box.wait_silent()
     box.forget_calls()
     box.power('RequestPowerOff', 14)
     # The command begins with what it is, which it was not asked in time when the machine is slow.
