@@ -131,7 +131,7 @@ class Box:
 
     def air_comes(self):
         """What is between all: an emulator of controllers, and the way of the other machine to it."""
-        self.daemons.start_air('btvirt', 'btvirt', '-s')
+        self.daemons.start('btvirt', 'btvirt', '-s')
         wait(lambda: os.path.exists('/tmp/bt-server-bredrle'), 'the emulator of controllers is there')
         self.daemons.start_air('air', 'python3', f'{HERE}/relay.py', 'air', 'port:air', 'unix:/tmp/bt-server-bredrle')
         self.radio_comes()
@@ -139,7 +139,7 @@ class Box:
 
     def radio_comes(self):
         """The box's adapter is plugged in."""
-        self.daemons.start_air('radio', 'python3', f'{HERE}/relay.py', 'box', 'vhci', 'unix:/tmp/bt-server-bredrle')
+        self.daemons.start('radio', 'python3', f'{HERE}/relay.py', 'box', 'vhci', 'unix:/tmp/bt-server-bredrle')
         wait(lambda: os.path.isdir('/sys/class/bluetooth/hci0'), 'the kernel has an adapter')
         self.strength(-42)
 

@@ -159,8 +159,8 @@ class Daemons:
                                                   env={**os.environ, **environment})
 
     def start_air(self, name, *command):
-        """What carries packets comes after all other programs of the machine: these are so much slower than real ones
-        that a fast air would have an answer there before its question was dealt with."""
+        """What carries packets from machine to machine comes after all other programs: these are so much slower than
+        real ones that a fast air would have an answer there before its question was dealt with."""
         self.start(name, 'nice', '-n', '10', *command)
 
     def mark(self, words):
