@@ -4,6 +4,7 @@
 #include "linux/PlatformLog.h"
 #include "linux/Root.h"
 #include "mgmt/Protocol.h"
+#include "sim/VirtualClock.h"
 #include "support/MainLoop.h"
 
 #include <glib.h>
@@ -298,6 +299,44 @@ TEST_F(AdapterTest, ADaemonStartedAnewGetsAgentNameVisibilityAndPowerAgain)
     EXPECT_EQ(daemon.CallsOf("Set Alias [TV] Sofa"), 1);
     EXPECT_EQ(daemon.CallsOf("RegisterAgent /org/vantor/platform/agent DisplayYesNo"), 1);
     EXPECT_THAT(record, ElementsAre("state 0 1"));
+}
+
+TEST_F(AdapterTest, ADaemonThatTakesLongToEndGetsThePowerAgainToo)
+{
+    Starts(true);
+    EXPECT_EQ(bt_adapter_enable(), BT_ERROR_ALREADY_DONE);
+    sim::VirtualClock clock;
+    SwitchedOutside(false);
+    ASSERT_TRUE(Told("state 0 0"));
+    daemon.Stalls("Get");
+    clock.Advance(std::chrono::milliseconds(4500));
+    daemon.Dies();
+    record.clear();
+
+    daemon.AddAdapter(false);
+    daemon.Starts();
+
+    EXPECT_TRUE(Told("state 0 1"));
+}
+
+TEST_F(AdapterTest, WhatSomebodyElseSwitchedOffStaysOffWhenTheDaemonIsStartedAnewLater)
+{
+    Starts(true);
+    EXPECT_EQ(bt_adapter_enable(), BT_ERROR_ALREADY_DONE);
+    sim::VirtualClock clock;
+    SwitchedOutside(false);
+    ASSERT_TRUE(Told("state 0 0"));
+    clock.Advance(std::chrono::milliseconds(3100));
+    Settles();
+    daemon.Dies();
+    daemon.ForgetCalls();
+
+    daemon.AddAdapter(false);
+    daemon.Starts();
+
+    EXPECT_TRUE(WaitForCall("RequestDefaultAgent /org/vantor/platform/agent"));
+    Settles();
+    EXPECT_EQ(daemon.CallsOf("Set Powered true"), 0);
 }
 
 TEST_F(AdapterTest, WhoWasSwitchedOffByAPersonStaysOff)

@@ -190,7 +190,13 @@ void Power::AdapterChanged(const Adapter& adapter)
         ApplyVisibility();
     }
     if (!adapter.powered && wasTold && m_isWanted) {
-        m_changesItsMind.Start(kMindMs, [this] { m_isWanted = false; });
+        m_changesItsMind.Start(kMindMs, [this] {
+            // A daemon that takes longer to end answers no more.
+            bool powered = true;
+            if (ReadPowered(powered, bus::Deadline()) == BT_ERROR_NONE && !powered) {
+                m_isWanted = false;
+            }
+        });
     }
     Follow(adapter.powered);
 }
