@@ -65,7 +65,7 @@ def test_a_factory_reset_forgets_all(box):
     wait(lambda: any(data.endswith('05') for number, data in box.peer.obeyed() if number == 0x30),
          'the remote is told first')
     wait(lambda: box.logind.asked == ['Reboot'], 'the machine starts anew', 20)
-    check('the bond is gone', not box.device().get('Bonded'))
+    wait(lambda: not box.device().get('Bonded'), 'the bond is gone')
     equal('what the next start has to do', box.setting(RESET), '1')
     equal('and another service', box.setting('db/com.quorix.tv.bt-mdemanager/btinfosync/factory_reset_flag'), '1')
 

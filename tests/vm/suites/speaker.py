@@ -1,7 +1,7 @@
 """A speaker: sound, its calls and usage event, its volume, its loss."""
 
 import sound
-from box import check, equal, pass_time, wait
+from box import check, equal, links, pass_time, wait
 
 ROUTE = 'db/vyrel/lastSoundRoute'
 A2DP = 2
@@ -102,10 +102,11 @@ def test_an_adapter_that_is_pulled_is_a_loss(box):
     box.radio_comes()
     wait(box.is_set_up, 'the adapter is set up again', 20)
     check('the bond is still there', box.device().get('Bonded'))
-    check('and no link that is none', not box.device()['Connected'])
+    # The speaker may be back already: its daemon connects again by itself what it lost.
+    wait(lambda: box.device()['Connected'] == bool(links()), 'and no link that is none')
     box.sound_comes_again(sound.SOURCE)
+    box.part()
     box.forget_calls()
-    wait(lambda: not box.peer.device(box.address)['Connected'], 'the other knows of the loss', 30)
     equal('it connects again', box.peer.do('Connect', box.address), None)
     box.got('AudioConnectionStateChanged', box.peer_address, A2DP, 0, 1)
 
