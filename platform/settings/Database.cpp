@@ -16,7 +16,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -270,14 +269,31 @@ void Database::LookThrough()
     Statement check("PRAGMA quick_check(setting)");
     bool isWhole = !check.Prepare(m_connection) || check.Step() != SQLITE_ROW || check.Text(0) == "ok";
     // SQLite's look does not see rows that are out of their order, which a search goes past.
-    std::vector<Entry> entries;
-    List("", entries);
-    const auto outOfOrder = [](const Entry& entry, const Entry& next) { return entry.key >= next.key; };
-    isWhole = isWhole && std::adjacent_find(entries.begin(), entries.end(), outOfOrder) == entries.end();
+    isWhole = AreRowsInOrder() && isWhole;
     if (!isWhole) {
         m_damaged = true;
         Report(Reading, "parts of it are damaged, and keys may be missing");
     }
+}
+
+// As far as the rows can be read. Damaged values are reported, and their keys left out.
+bool Database::AreRowsInOrder()
+{
+    Statement rows("SELECT key, type, value FROM setting");
+    bool inOrder = true;
+    int result = rows.Prepare(m_connection) ? SQLITE_ROW : sqlite3_errcode(m_connection);
+    for (std::string before; result == SQLITE_ROW && (result = rows.Step()) == SQLITE_ROW;) {
+        std::string key = rows.Text(0);
+        Value value;
+        if (!rows.ReadValue(1, key, value)) {
+            ReportDamage(key);
+            continue;
+        }
+        inOrder = inOrder && before < key;
+        before = std::move(key);
+    }
+    Finish(Reading, result);
+    return inOrder;
 }
 
 bool Database::Begin(Statement& statement, Activity activity, Look look)

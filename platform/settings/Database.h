@@ -112,6 +112,7 @@ private:
     int ReadId(Statement& statement, std::int64_t& id);
     int ReadChanges(std::int64_t id, std::vector<Change>& changes);
     void LookThrough();
+    bool AreRowsInOrder();
     int Finish(Activity activity, int sqliteResult);
     int Fail(Activity activity, int sqliteResult);
     bool Execute(const char* sql);

@@ -103,54 +103,59 @@ GVariant* WakesAsVariant()
 
 } // namespace
 
-PowerObject::PowerObject(PowerManager& manager) : m_skeleton(vantor_power1_skeleton_new()), m_manager(manager)
-{
-    VantorPower1* object = m_skeleton.get();
-    g_signal_connect(object, "handle-set-state", G_CALLBACK(OnSetState), &manager);
-    g_signal_connect(object, "handle-request-power-off", G_CALLBACK(OnRequestPowerOff), &manager);
-    g_signal_connect(object, "handle-request-reboot", G_CALLBACK(OnRequestReboot), &manager);
-    g_signal_connect(object, "handle-set-ambient", G_CALLBACK(OnSetAmbient), &manager);
-    g_signal_connect(object, "handle-set-ambient-lock", G_CALLBACK(OnSetAmbientLock), &manager);
-    g_signal_connect(object, "handle-lock", G_CALLBACK(OnLock), &manager);
-    g_signal_connect(object, "handle-unlock", G_CALLBACK(OnUnlock), &manager);
-    g_signal_connect(object, "handle-set-wakeup-reason", G_CALLBACK(OnSetWakeupReason), &manager);
-}
+PowerObject::PowerObject(PowerManager& manager) : m_manager(manager) {}
 
 PowerObject::~PowerObject()
 {
     Withdraw();
-    g_signal_handlers_disconnect_by_data(m_skeleton.get(), &m_manager);
 }
 
 void PowerObject::Export(GDBusConnection* connection)
 {
+    m_skeleton.reset(vantor_power1_skeleton_new());
+    VantorPower1* object = m_skeleton.get();
+    PowerManager* manager = &m_manager;
+    g_signal_connect(object, "handle-set-state", G_CALLBACK(OnSetState), manager);
+    g_signal_connect(object, "handle-request-power-off", G_CALLBACK(OnRequestPowerOff), manager);
+    g_signal_connect(object, "handle-request-reboot", G_CALLBACK(OnRequestReboot), manager);
+    g_signal_connect(object, "handle-set-ambient", G_CALLBACK(OnSetAmbient), manager);
+    g_signal_connect(object, "handle-set-ambient-lock", G_CALLBACK(OnSetAmbientLock), manager);
+    g_signal_connect(object, "handle-lock", G_CALLBACK(OnLock), manager);
+    g_signal_connect(object, "handle-unlock", G_CALLBACK(OnUnlock), manager);
+    g_signal_connect(object, "handle-set-wakeup-reason", G_CALLBACK(OnSetWakeupReason), manager);
     Refresh();
     GError* failure = nullptr;
-    m_isExported = g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(m_skeleton.get()), connection,
-                                                    bus::kOwnPath, &failure) != FALSE;
-    const bus::ErrorPtr error(failure);
-    if (!m_isExported) {
+    if (g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(object), connection, bus::kOwnPath, &failure) ==
+        FALSE) {
+        const bus::ErrorPtr error(failure);
         PLATFORM_LOG(DLOG_ERROR, "power is not on the bus: %s", error->message);
+        m_skeleton.reset();
     }
 }
 
 void PowerObject::Withdraw()
 {
-    if (m_isExported) {
+    if (m_skeleton) {
         g_dbus_interface_skeleton_unexport(G_DBUS_INTERFACE_SKELETON(m_skeleton.get()));
-        m_isExported = false;
+        g_signal_handlers_disconnect_by_data(m_skeleton.get(), &m_manager);
+        m_skeleton.reset();
     }
 }
 
 void PowerObject::TellChange(const device_power_state_info& info) const
 {
-    vantor_power1_emit_state_changed(m_skeleton.get(),
-                                     g_variant_new("(iiiiii)", info.f0, info.f1, info.prev_state, info.new_state,
-                                                   info.prev_ambient_mode, info.new_ambient_mode));
+    if (m_skeleton) {
+        vantor_power1_emit_state_changed(m_skeleton.get(),
+                                         g_variant_new("(iiiiii)", info.f0, info.f1, info.prev_state, info.new_state,
+                                                       info.prev_ambient_mode, info.new_ambient_mode));
+    }
 }
 
 void PowerObject::Refresh() const
 {
+    if (!m_skeleton) {
+        return;
+    }
     VantorPower1* object = m_skeleton.get();
     const Remembered& now = m_manager.Now();
     vantor_power1_set_state(object, now.state);

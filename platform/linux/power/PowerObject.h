@@ -28,9 +28,8 @@ public:
     void Refresh() const;
 
 private:
-    bus::ObjectPtr<VantorPower1> m_skeleton;
     PowerManager& m_manager;
-    bool m_isExported = false;
+    bus::ObjectPtr<VantorPower1> m_skeleton; ///< null while it is not on the bus
 };
 
 } // namespace power
