@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what the named jobs need and is not there yet: setup.sh run|test|bench|vm|box|ci ...
+# Installs what the named jobs need and is not there yet: setup.sh run|test|bench|vm|box|package|ci ...
 # Asks the network only when something is missing; needs root, or sudo, only then.
 set -euo pipefail
 
@@ -12,6 +12,7 @@ vm=(qemu-system-x86 busybox-static cpio gzip kmod python3 python3-gi gir1.2-glib
     bluez-test-tools)
 # Another one with a stock Debian of its own.
 box=("${vm[@]}" debootstrap e2fsprogs)
+package=(git debhelper dpkg-dev lintian faketime debootstrap python3)
 ci=(git clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev cppcheck gcovr iwyu)
 
 wanted=("${build[@]}")
@@ -22,9 +23,10 @@ for job in "$@"; do
     bench) wanted+=("${run[@]}" "${bench[@]}" python3) ;;
     vm) wanted+=("${run[@]}" "${vm[@]}") ;;
     box) wanted+=("${run[@]}" "${box[@]}") ;;
+    package) wanted+=("${package[@]}") ;;
     ci) wanted+=("${run[@]}" "${test[@]}" "${bench[@]}" "${ci[@]}") ;;
     *)
-        echo "setup.sh: no such job: $job (run, test, bench, vm, box, ci)" >&2
+        echo "setup.sh: no such job: $job (run, test, bench, vm, box, package, ci)" >&2
         exit 2
         ;;
     esac
