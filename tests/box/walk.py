@@ -188,8 +188,8 @@ def test_after_the_next_start_it_comes_back(scene):
     box.off()
     peer.lose_links(0x13) # it hears that the box has gone, and waits
     box.boot()
-    called = box.wait_for(said('journalctl -b -u vyrel-companion'), f'calling {scene.speaker}', seconds=120).out
-    check('it was asked to', 'connect the last speaker again' in called, called)
+    # It has ten seconds to come by itself, and emulated ones do; else it is called.
+    box.wait_for(said('journalctl -b -u vyrel-companion'), f'{scene.speaker} is connected, a speaker', seconds=180)
     box.wait('the speaker is there', lambda: connected(scene), 60)
     check('the last wake names it', re.search(r'start +\d+ ms +- +[\d.]+ m?s', box.type(said('vyrel-ctl status')).out),
           box.type('vyrel-ctl status'))
@@ -239,7 +239,7 @@ def test_each_look_shows_something(scene):
     box = scene.box
     for command in LOOKS:
         done = box.type(said(command))
-        check(f'{command} says something', len(done.out) > 5 and 'No entries' not in done.out, done)
+        check(f'{command} says something', done.out.strip() and 'No entries' not in done.out, done)
     check('rfkill', box.type(said('rfkill list')).status == 0)
     wakes = box.type(said('journalctl -t VYREL_PLATFORM -o json '
                           '--output-fields=WAKE_CAUSE,WAKE_ADAPTER_MS,WAKE_REMOTE_MS,WAKE_SPEAKER_MS')).out
