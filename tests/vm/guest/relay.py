@@ -144,7 +144,7 @@ class Relay:
                 self.requests[link(packet)] = packet
                 return
             time.sleep(self.pause)
-        self.far.write(one_notification(packet))
+        self.far.write(packet)
 
     def inward(self, packet):
         if packet[0] == ACL and packet[7:9] == ATTRIBUTES:
@@ -157,7 +157,8 @@ class Relay:
             self.requests.pop(handle, None)
         elif packet[0] == EVENT and packet[1] == LE_META and packet[3] in PARAMETERS and self.parameters:
             self.parameters.write('%d %d %d\n' % struct.unpack_from('<HHH', packet, PARAMETERS[packet[3]]))
-        self.near.write(packet if self.rssi is None else self.with_strength(packet))
+        for part in ordinary_notifications(packet):
+            self.near.write(part if self.rssi is None else self.with_strength(part))
 
     def with_strength(self, packet):
         """btvirt knows no distance: every strength that it tells is a constant of its own."""
@@ -194,16 +195,20 @@ def link(packet):
     return struct.unpack_from('<H', packet, 1)[0] & 0xfff
 
 
-def one_notification(packet):
-    """bluetoothd's server packs a single notification as a multiple one, which its own client of input devices does not
-    understand: an ordinary notification again."""
-    if packet[:1] != bytes([ACL]) or len(packet) < 14 or packet[7:10] != b'\x04\x00\x23':
-        return packet
-    handle, (length,) = packet[10:12], struct.unpack_from('<H', packet, 12)
-    if len(packet) != 14 + length:
-        return packet
-    pdu = b'\x1b' + handle + packet[14:]
-    return packet[:3] + struct.pack('<HHH', len(pdu) + 4, len(pdu), 4) + pdu
+def ordinary_notifications(packet):
+    """bluetoothd's server packs notifications together, and a single one as well; its own client of input devices
+    understands none that is packed. Taken apart where they arrive: the sender is told of each packet that went out."""
+    if packet[:1] != bytes([ACL]) or packet[7:10] != b'\x04\x00\x23':
+        return [packet]
+    found, rest = [], packet[10:]
+    while len(rest) >= 4:
+        length, = struct.unpack_from('<H', rest, 2)
+        pdu = b'\x1b' + rest[:2] + rest[4:4 + length]
+        found.append(packet[:3] + struct.pack('<HHH', len(pdu) + 4, len(pdu), 4) + pdu)
+        if len(rest) < 4 + length:
+            return [packet]
+        rest = rest[4 + length:]
+    return [packet] if rest else found
 
 
 if __name__ == '__main__':
