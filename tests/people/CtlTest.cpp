@@ -292,6 +292,39 @@ TEST_F(CtlTest, AConfirmationIsListedAndAccepted)
     EXPECT_TRUE(Ends(call, "ok"));
 }
 
+TEST_F(CtlTest, APairingIsAcceptedWithTrust)
+{
+    const std::string phone = AddPhone();
+    StartsBox();
+    const int call = Asks("RequestConfirmation", g_variant_new("(ou)", phone.c_str(), 42U));
+    EXPECT_EQ(OutputOf({"pairing", "accept", kPhone, "--trust"}), "");
+    EXPECT_TRUE(Ends(call, "ok"));
+    EXPECT_EQ(daemon.CallsOf("Set Trusted true"), 1);
+}
+
+TEST_F(CtlTest, APairingIsAcceptedWithoutTrust)
+{
+    const std::string phone = AddPhone();
+    StartsBox();
+    const int call = Asks("RequestAuthorization", g_variant_new("(o)", phone.c_str()));
+    EXPECT_EQ(OutputOf({"pairing", "accept", kPhone}), "");
+    EXPECT_TRUE(Ends(call, "ok"));
+    Settles();
+    EXPECT_EQ(daemon.CallsOf("Set Trusted true"), 0);
+}
+
+TEST_F(CtlTest, NobodyIsTrustedWhoIsRefused)
+{
+    const std::string phone = AddPhone();
+    StartsBox();
+    const int call = Asks("RequestConfirmation", g_variant_new("(ou)", phone.c_str(), 42U));
+    EXPECT_EQ(Ctl({"pairing", "refuse", kPhone, "--trust"}).status, 2);
+    EXPECT_EQ(OutputOf({"pairing", "refuse", kPhone}), "");
+    EXPECT_TRUE(Ends(call, "org.bluez.Error.Rejected"));
+    Settles();
+    EXPECT_EQ(daemon.CallsOf("Set Trusted true"), 0);
+}
+
 TEST_F(CtlTest, ARequestIsRefused)
 {
     const std::string phone = AddPhone();

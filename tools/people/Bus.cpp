@@ -100,6 +100,13 @@ bus::VariantPtr Bus::BluezObjects() const
                       nullptr, "(a{oa{sa{sv}}})"));
 }
 
+void Bus::TrustDevice(const std::string& path) const
+{
+    const bus::VariantPtr reply =
+        Call("the Bluetooth daemon", kBluez, path.c_str(), "org.freedesktop.DBus.Properties", "Set",
+             g_variant_new("(ssv)", "org.bluez.Device1", "Trusted", g_variant_new_boolean(TRUE)), "()");
+}
+
 bus::VariantPtr Bus::Call(const std::string& whom, const char* name, const char* path, const char* interface,
                           const char* method, GVariant* arguments, const char* replyType) const
 {

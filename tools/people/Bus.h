@@ -51,6 +51,9 @@ public:
     /// The daemon's objects, a{oa{sa{sv}}}.
     [[nodiscard]] bus::VariantPtr BluezObjects() const;
 
+    /// Has the daemon trust a device, by its object: it asks nobody any more when that one connects.
+    void TrustDevice(const std::string& path) const;
+
 private:
     [[nodiscard]] bus::VariantPtr Call(const std::string& whom, const char* name, const char* path,
                                        const char* interface, const char* method, GVariant* arguments,

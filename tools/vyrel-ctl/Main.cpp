@@ -87,6 +87,19 @@ bool NeedsCode(const people::Request& request)
            (request.code == BT_AUTHENTICATION_PIN_ENTRY || request.code == BT_AUTHENTICATION_PASSKEY_ENTRY);
 }
 
+/// The platform sees to the trust of who asks for a service. Who pairs is trusted here, beside the answer.
+void TrustWhoPairs(const people::Bus& bus, const std::vector<people::Request>& requests, const std::string& address)
+{
+    if (std::ranges::all_of(requests, [](const people::Request& request) { return request.kind == "service"; })) {
+        return;
+    }
+    for (const bluez::Device& device : AskBluetooth(bus).devices) {
+        if (device.address == address) {
+            bus.TrustDevice(device.path);
+        }
+    }
+}
+
 int AnswerAll(const people::Bus& bus, bool accept, const Options& options)
 {
     std::vector<people::Request> requests = AskRequests(bus);
@@ -102,6 +115,9 @@ int AnswerAll(const people::Bus& bus, bool accept, const Options& options)
     for (const people::Request& request : requests) {
         const people::Answer answer = people::AnswerTo(request, accept, options.code, options.trust);
         bus.CallPlatform(people::kPairing, answer.method, answer.arguments, "()");
+    }
+    if (accept && options.trust) {
+        TrustWhoPairs(bus, requests, options.address);
     }
     return people::kDone;
 }
