@@ -7,6 +7,8 @@
 #include "mgmt/Bytes.h"
 #include "power/PowerManager.h"
 
+#include <gio/gio.h>
+
 #include <vconf.h>
 
 #include <cstdlib>
