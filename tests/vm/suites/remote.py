@@ -139,6 +139,7 @@ def test_it_comes_back_by_itself(box):
 def on_its_way(box, mode, command):
     """The setting is another, the remote was sent the command and did not acknowledge it; how many it obeyed so far. After
     the third time it is not sent again: the remote's daemon, 5.66, dies of one that comes as the link ends."""
+    box.wait_silent() # nothing is left of what the remote is told when it comes back
     before, sent = len(box.peer.obeyed()), len(box.peer.received())
     box.peer.acknowledge(False)
     box.settings((MODE, mode))
