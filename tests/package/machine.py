@@ -55,8 +55,7 @@ class Machine:
             return
         print('== making a machine from Debian packages', flush=True)
         shutil.rmtree(self.base, ignore_errors=True)
-        mirror = 'http://deb.debian.org/debian'
-        made = subprocess.run(['debootstrap', '--variant=minbase', f'--include={NEEDS}', SUITE, self.base, mirror],
+        made = subprocess.run(['debootstrap', '--variant=minbase', f'--include={NEEDS}', SUITE, self.base],
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
         if made.returncode != 0:
             cannot('no machine can be made: ' + '\n'.join(made.stdout.splitlines()[-5:]))
