@@ -88,9 +88,7 @@ Database::Database(std::string folder, std::string_view file, Durability durabil
       m_unset("DELETE FROM setting WHERE key = ?1"),
       m_list("SELECT key, type, value FROM setting WHERE key >= ?1 ORDER BY key"),
       m_newest("SELECT coalesce(max(id), 0) FROM change"),
-      // Not in between: rows of an earlier start of the machine may have later moments.
-      m_newestBefore("SELECT coalesce((SELECT id FROM change WHERE moment NOT BETWEEN ?1 AND ?2"
-                     " ORDER BY id DESC LIMIT 1), 0)"),
+      m_backwards("SELECT moment, id FROM change ORDER BY id DESC"),
       m_changes("SELECT id, moment, key, type, value FROM change WHERE id > ?1 ORDER BY id"),
       // Bounded, so that the end of a long stopped watcher does not make one writer pay for all it held up.
       m_prune("DELETE FROM change WHERE id <= min(?1, (SELECT min(id) FROM change) + 4096)")
@@ -185,13 +183,22 @@ int Database::NewestChange(std::int64_t& id)
 
 int Database::NewestChangeBefore(std::int64_t moment, std::int64_t& id)
 {
-    if (!Begin(m_newestBefore, Reading)) {
+    if (!Begin(m_backwards, Reading)) {
         return kFailed;
     }
-    const StatementUse use(m_newestBefore);
-    m_newestBefore.Bind(1, moment);
-    m_newestBefore.Bind(2, Moment());
-    return ReadId(m_newestBefore, id);
+    const StatementUse use(m_backwards);
+    int result = m_backwards.Step();
+    // Rows of an earlier start of the machine may have later moments than now. The first step says which rows there
+    // are: had the clock been read before it, a row written in between would be taken for such a one, and never told.
+    const std::int64_t now = Moment();
+    const auto isSince = [&] { return m_backwards.Number(0) >= moment && m_backwards.Number(0) <= now; };
+    while (result == SQLITE_ROW && isSince()) {
+        result = m_backwards.Step();
+    }
+    if (result == SQLITE_ROW || result == SQLITE_DONE) {
+        id = KnowId(result == SQLITE_ROW ? m_backwards.Number(1) : 0);
+    }
+    return Finish(Reading, result);
 }
 
 int Database::ReadId(Statement& statement, std::int64_t& id)
@@ -602,7 +609,7 @@ void Database::ReportDamage(const std::string& key)
 void Database::Close()
 {
     const bool ours = m_connection == nullptr || m_forks == Forks();
-    for (Statement* statement : {&m_get, &m_set, &m_unset, &m_list, &m_newest, &m_newestBefore, &m_changes, &m_prune}) {
+    for (Statement* statement : {&m_get, &m_set, &m_unset, &m_list, &m_newest, &m_backwards, &m_changes, &m_prune}) {
         // Closing in a forked child would touch the files that the parent works on.
         if (ours) {
             statement->Finalize();

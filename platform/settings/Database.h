@@ -165,7 +165,7 @@ private:
     Statement m_unset;
     Statement m_list;
     Statement m_newest;
-    Statement m_newestBefore;
+    Statement m_backwards;
     Statement m_changes;
     Statement m_prune;
 };

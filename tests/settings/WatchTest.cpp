@@ -180,6 +180,48 @@ private:
     std::string m_file;
 };
 
+// Calls a function once, when the first statement with these words begins (SQLITE_TRACE_STMT) or ends
+// (SQLITE_TRACE_PROFILE) on a connection that is opened after this was made.
+class Interruption
+{
+public:
+    Interruption(unsigned event, std::string_view words, std::function<void()> function)
+    {
+        awaited = event;
+        awaitedWords = words;
+        pending = std::move(function);
+        sqlite3_auto_extension(reinterpret_cast<void (*)()>(&Interruption::OnOpened));
+    }
+    ~Interruption()
+    {
+        sqlite3_reset_auto_extension();
+        pending = nullptr;
+    }
+    Interruption(const Interruption&) = delete;
+    Interruption& operator=(const Interruption&) = delete;
+
+private:
+    static int OnOpened(sqlite3* connection, char** /*error*/, const sqlite3_api_routines* /*api*/)
+    {
+        return sqlite3_trace_v2(connection, awaited, &Interruption::OnStatement, nullptr);
+    }
+
+    static int OnStatement(unsigned /*event*/, void* /*context*/, void* statement, void* /*more*/)
+    {
+        const std::string_view sql = sqlite3_sql(static_cast<sqlite3_stmt*>(statement));
+        if (sql.find(awaitedWords) != std::string_view::npos) {
+            if (const auto function = std::exchange(pending, nullptr)) {
+                function();
+            }
+        }
+        return 0;
+    }
+
+    static inline unsigned awaited = 0;
+    static inline std::string_view awaitedWords;
+    static inline std::function<void()> pending;
+};
+
 class LateTest : public WatchTest
 {
 protected:
@@ -227,6 +269,20 @@ TEST_F(LateTest, AWatchBegunInVainMissesNothingBeforeOneThatIsBegunInTime)
     store.Set("db/other", 4);
     RunWhatIsDue();
     EXPECT_THAT(recorder.notices, ElementsAre("db/key=2", "db/other=4"));
+}
+
+TEST_F(LateTest, AWriteThatComesInTheMomentOfTheFirstLookIsToldToo)
+{
+    Store writer(m_folders);
+    const Interruption beforeTheLook(SQLITE_TRACE_STMT, "ORDER BY id DESC", [&writer] { writer.Set("db/key", 3); });
+    Store late(m_folders);
+    {
+        const OutOfUse outOfUse(PersistentFile());
+        EXPECT_EQ(late.Watch("db/key", &Recorder::OnChange, &recorder), kFailed);
+    }
+    writer.Set("db/key", 2);
+    EXPECT_TRUE(RunUntil([this] { return recorder.notices.size() >= 2; }));
+    EXPECT_THAT(recorder.notices, ElementsAre("db/key=2", "db/key=3"));
 }
 
 TEST_F(LateTest, ASecondWatchBegunInVainIsNotToldOfWhatCameBetweenTheTwo)
@@ -288,47 +344,10 @@ TEST_F(LateTest, AWatchBegunInVainIsReplacedAndEndedLikeAnyOther)
     EXPECT_THAT(recorder.notices, IsEmpty());
 }
 
-// Calls a function once, at the end of the first read of a log by a connection that is opened after this was made.
-class AfterFirstRead
-{
-public:
-    explicit AfterFirstRead(std::function<void()> function)
-    {
-        pending = std::move(function);
-        sqlite3_auto_extension(reinterpret_cast<void (*)()>(&AfterFirstRead::OnOpened));
-    }
-    ~AfterFirstRead()
-    {
-        sqlite3_reset_auto_extension();
-        pending = nullptr;
-    }
-    AfterFirstRead(const AfterFirstRead&) = delete;
-    AfterFirstRead& operator=(const AfterFirstRead&) = delete;
-
-private:
-    static int OnOpened(sqlite3* connection, char** /*error*/, const sqlite3_api_routines* /*api*/)
-    {
-        return sqlite3_trace_v2(connection, SQLITE_TRACE_PROFILE, &AfterFirstRead::OnStatementEnded, nullptr);
-    }
-
-    static int OnStatementEnded(unsigned /*event*/, void* /*context*/, void* statement, void* /*nanoseconds*/)
-    {
-        const std::string_view sql = sqlite3_sql(static_cast<sqlite3_stmt*>(statement));
-        if (sql.starts_with("SELECT id,")) {
-            if (const auto function = std::exchange(pending, nullptr)) {
-                function();
-            }
-        }
-        return 0;
-    }
-
-    static inline std::function<void()> pending;
-};
-
 TEST_F(WatchTest, WritesThatComeBetweenTheReadsOfTheTwoFilesAreToldInTheirOrder)
 {
     Store writer(m_folders);
-    const AfterFirstRead betweenTheReads([&writer] {
+    const Interruption betweenTheReads(SQLITE_TRACE_PROFILE, "SELECT id,", [&writer] {
         writer.Set("db/key", 1);
         writer.Set("memory/key", 2);
     });
