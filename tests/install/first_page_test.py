@@ -1,4 +1,4 @@
-"""The page on which each reader begins: what it refers to is there, and its commands are run somewhere in the tests."""
+"""The page on which each reader begins: what it refers to is there, and its commands stand in what runs them."""
 
 import os
 import pathlib
@@ -52,7 +52,7 @@ class FirstPage(unittest.TestCase):
             if anchor:
                 self.assertIn(anchor, anchors((DOCS / path).read_text(encoding='utf-8')), link)
 
-    def testEachCommandIsRunByATest(self):
+    def testEachCommandStandsInWhatRunsIt(self):
         commands = re.findall(r'^    (\S.*)$', self.text, re.M)
         self.assertEqual(sorted(set(commands)), sorted(RUN_BY))
         for command, (place, words) in RUN_BY.items():
