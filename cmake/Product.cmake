@@ -13,7 +13,7 @@ endif()
 # A program is the service, its entry point and exactly one implementation of the platform, in as many libraries as it
 # takes: vyrel_add_product(NAME LIBRARY...).
 function(vyrel_add_product name)
-    add_executable(${name} "${PROJECT_SOURCE_DIR}/src/main.cpp")
+    add_executable(${name} "${vyrel-lite_SOURCE_DIR}/src/main.cpp")
     # The platform stands last because all the others call it, and none of them says which one.
     target_link_libraries(${name} PRIVATE vyrel_service vyrel_kpi vyrel_utility ${ARGN})
 endfunction()

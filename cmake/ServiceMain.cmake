@@ -4,6 +4,9 @@ include_guard(GLOBAL)
 # the function is called service_main. Tests and demonstrations can so run the whole service in a process of theirs.
 add_library(vyrel_main OBJECT "${CMAKE_SOURCE_DIR}/src/main.cpp")
 target_link_libraries(vyrel_main PRIVATE vyrel_service)
+if(VYREL_COVERAGE)
+    target_compile_options(vyrel_main PRIVATE --coverage -fprofile-update=atomic)
+endif()
 
 set(service_main_object "${CMAKE_BINARY_DIR}/service_main.o")
 add_custom_command(

@@ -2,6 +2,7 @@
 
 #include "DlogUtil.h"
 #include "GlibPointers.h"
+#include "KpiBuilder.h"
 #include "KpiDescription.h"
 #include "KpiPayload.h"
 #include "VconfKeyId.h"
@@ -14,10 +15,11 @@
 
 #include <array>
 #include <cstdio>
+#include <string_view>
 
 namespace {
 
-constexpr const char* kCategory = "25_remocon";
+constexpr const char* kRemoconCategory = "25_remocon";
 constexpr const char* kDefaultInputType = "0xcb";
 
 std::string Hexadecimal(unsigned int number)
@@ -30,22 +32,21 @@ std::string Hexadecimal(unsigned int number)
 } // namespace
 
 KpiRemocon::KpiRemocon(const std::string& eventName, const std::string& eventCode, GVariant* payload)
-    : CKpiBase(kCategory, eventName, eventCode),
-      m_inputType(kDefaultInputType),
-      m_builders{
-          {"EV005", [this](GVariant* battery) { BuildBatteryDescription(battery); }},
-          {"EV006", [this](GVariant* connection) { BuildBtConnectDescription(connection); }},
-          {"EV015", [this](GVariant* samples) { BuildAmbientLightDescription(samples); }},
-          {"EV016", [this](GVariant* charge) { BuildSolarChargeDescription(charge); }},
-      },
-      m_eventType(KPI_REMOCON_CONNECTED)
+    : CKpiBase(kRemoconCategory, eventName, eventCode),
+      m_inputType(kDefaultInputType)
 {
-    const auto builder = m_builders.find(eventCode);
-    if (builder == m_builders.end()) {
+    static constexpr std::array<KpiBuilder<KpiRemocon>, 4> kBuilders = {{
+        {"EV005", &KpiRemocon::BuildBatteryDescription},
+        {"EV006", &KpiRemocon::BuildBtConnectDescription},
+        {"EV015", &KpiRemocon::BuildAmbientLightDescription},
+        {"EV016", &KpiRemocon::BuildSolarChargeDescription},
+    }};
+    const auto* builder = FindBuilder(kBuilders, eventCode);
+    if (builder == nullptr) {
         LOGI("Type doesn't matched cancel sending kpi");
         return;
     }
-    builder->second(payload);
+    (this->*builder->build)(payload);
 }
 
 KpiRemocon::~KpiRemocon() = default;
@@ -56,8 +57,7 @@ void KpiRemocon::BuildBatteryDescription(GVariant* payload)
         LOGE("payload is not a battery level");
         return;
     }
-    gint32 level = 0;
-    g_variant_get(payload, "(i)", &level);
+    const int level = IntegerOf(payload, 0);
     std::string model;
     GetModelName(model);
     m_description = KpiDescription().Add("product", model).Add("batlev", level).Text();
@@ -124,13 +124,12 @@ void KpiRemocon::BuildSolarChargeDescription(GVariant* payload)
         LOGE("payload is not a solar charge");
         return;
     }
-    gint32 adc = 0;
-    gint32 lux = 0;
-    gint32 status = 0;
-    gint32 harvestTime = 0;
-    g_variant_get(payload, "(iiii)", &adc, &lux, &status, &harvestTime);
-    m_description =
-        KpiDescription().Add("adc", adc).Add("lux", lux).Add("status", status).Add("harvtime", harvestTime).Text();
+    m_description = KpiDescription()
+                        .Add("adc", IntegerOf(payload, 0))
+                        .Add("lux", IntegerOf(payload, 1))
+                        .Add("status", IntegerOf(payload, 2))
+                        .Add("harvtime", IntegerOf(payload, 3))
+                        .Text();
     LOGI("description = %s", m_description.c_str());
 }
 

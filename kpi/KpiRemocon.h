@@ -4,8 +4,6 @@
 
 #include <glib.h>
 
-#include <functional>
-#include <map>
 #include <string>
 
 /// What a connection event tells. Any other number is the reason of a disconnection, passed on to the collector as it
@@ -82,6 +80,5 @@ private:
     void BuildAmbientLightDescription(GVariant* payload);
     void BuildSolarChargeDescription(GVariant* payload);
 
-    std::map<std::string, std::function<void(GVariant*)>> m_builders;
-    KpiRemoconEventType m_eventType;
+    KpiRemoconEventType m_eventType = KPI_REMOCON_CONNECTED;
 };

@@ -1,29 +1,33 @@
 #include "KpiWireless.h"
 
 #include "DlogUtil.h"
+#include "KpiBuilder.h"
 #include "KpiDescription.h"
 #include "KpiPayload.h"
 #include "SystemConfigUtil.h"
 
+#include <array>
+#include <string_view>
+
 namespace {
 
-constexpr const char* kCategory = "25_wireless";
+constexpr const char* kWirelessCategory = "25_wireless";
 
 } // namespace
 
 KpiWireless::KpiWireless(const std::string& eventName, const std::string& eventCode, GVariant* payload)
-    : CKpiBase(kCategory, eventName, eventCode),
-      m_builders{
-          {"EV003", [this](GVariant* device) { BuildBtDeviceDescription(device); }},
-          {"EV007", [this](GVariant* drops) { BuildAudioDripDescription(drops); }},
-      }
+    : CKpiBase(kWirelessCategory, eventName, eventCode)
 {
-    const auto builder = m_builders.find(eventCode);
-    if (builder == m_builders.end()) {
+    static constexpr std::array<KpiBuilder<KpiWireless>, 2> kBuilders = {{
+        {"EV003", &KpiWireless::BuildBtDeviceDescription},
+        {"EV007", &KpiWireless::BuildAudioDripDescription},
+    }};
+    const auto* builder = FindBuilder(kBuilders, eventCode);
+    if (builder == nullptr) {
         LOGI("Type doesn't matched cancel sending kpi");
         return;
     }
-    builder->second(payload);
+    (this->*builder->build)(payload);
 }
 
 KpiWireless::~KpiWireless() = default;

@@ -4,8 +4,6 @@
 
 #include <glib.h>
 
-#include <functional>
-#include <map>
 #include <string>
 
 /// A usage event of Bluetooth devices and Bluetooth sound.
@@ -25,7 +23,4 @@ public:
 
     void BuildBtDeviceDescription(GVariant* payload);
     void BuildAudioDripDescription(GVariant* payload);
-
-private:
-    std::map<std::string, std::function<void(GVariant*)>> m_builders;
 };

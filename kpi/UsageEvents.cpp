@@ -1,6 +1,7 @@
 #include "UsageEvents.h"
 
 #include "GlibPointers.h"
+#include "KpiPayload.h"
 #include "KpiWireless.h"
 #include "Utf8.h"
 
@@ -20,7 +21,7 @@ void Send(const char* name, const char* code, GVariant* payload)
 
 void Kpi::SendRemoteBattery(int level)
 {
-    Send<KpiRemocon>("BATTERY", "EV005", g_variant_new("(i)", level));
+    Send<KpiRemocon>("BATTERY", "EV005", PayloadOf(level));
 }
 
 void Kpi::SendRemoteConnection(std::string_view address, int rssi, KpiRemoconEventType type)
@@ -38,8 +39,7 @@ void Kpi::SendAmbientLight(const KpiAmbientLight& samples)
 
 void Kpi::SendSolarCharge(const KpiSolarCharge& charge)
 {
-    Send<KpiRemocon>("SOLARCHARGE", "EV016",
-                     g_variant_new("(iiii)", charge.adc, charge.lux, charge.status, charge.detail));
+    Send<KpiRemocon>("SOLARCHARGE", "EV016", PayloadOf(charge.adc, charge.lux, charge.status, charge.detail));
 }
 
 void Kpi::SendDeviceConnection(const KpiDeviceConnection& device)

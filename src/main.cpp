@@ -1,5 +1,5 @@
-// clang-format off
 // Makes the components, starts and stops them in order. The log names line numbers that readers rely on: none may move.
+// clang-format off
 #include "AutoSwitchingLauncher/AutoSwitchingLauncher.h"
 #include "Bluetooth/BluetoothEventHandler.h"
 #include "DbusClient/DbusClient.h"

@@ -25,7 +25,7 @@ std::size_t Used(int wanted, std::size_t room)
 
 } // namespace
 
-// NOLINTNEXTLINE(clang-diagnostic-reserved-identifier): see the header.
+// NOLINTNEXTLINE(clang-diagnostic-reserved-identifier,cert-dcl50-cpp): see the header.
 void __print_kernel_log(const char* tag, const char* function, const char* format, ...)
 {
     const Util::FileDescriptor device(::open(Util::FixedPath("/dev/kmsg").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));

@@ -17,6 +17,7 @@ constexpr int kLfdProductType = 4;
 // One row, one query. The rows are functions of their own, because each log line carries its query's name. Some texts
 // speak of another feature than their query; whoever reads the logs knows them so.
 
+// A row stays one line, so that the columns can be read.
 // clang-format off
 #define FEATURE "com.quorix/featureconf/"
 

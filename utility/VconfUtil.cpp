@@ -86,7 +86,7 @@ void VconfUtil::SetVconf(int id, int value)
     LOGD("key : %s, value : %d", key, value);
 }
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): as SetVconf.
+// NOLINTNEXTLINE(performance-unnecessary-value-param): by value like every setter, so that overloads line up.
 void VconfUtil::SetVconfAsync(int id, std::string value)
 {
     const char* key = KeyOf(id);

@@ -9,6 +9,9 @@ from table import ratio_row
 MILLION = 1e6
 THOUSAND = 1e3
 PEER = 'com.quorix.tv.bt.connectionmanager'
+SHIFT_PEER = 'com.quorix.tv.bt.connectionshift'
+# The phases of bench_events in their order, and what happens in each.
+EVENTS = {'BatteryReport': 'battery report', 'Standby': 'change to standby', 'A2dpConnection': 'A2DP connection'}
 
 
 def _total(path):
@@ -40,7 +43,7 @@ def _to_ready(program):
 
 def to_ready(rounds):
     pairs = [(_to_ready(OWN_NAME_FLOOR), _to_ready(SERVICE)) for _ in range(rounds)]
-    return ratio_row('instructions to ready', pairs, 1.25, MILLION, 'M', gate=True)
+    return ratio_row('instructions to ready', pairs, 1.12, MILLION, 'M', gate=True)
 
 
 def _per_call(bus, which, count=300):
@@ -59,8 +62,47 @@ def of_sending(rounds):
     for kind, name in (('Call', 'SendDbusMethod'), ('Signal', 'SendDbusSignal')):
         # Which of two threads lets go of a message last, and so frees it, would else be a matter of luck.
         with Bus(one_cpu(), in_turns=True) as bus:
-            bus.start(PROGRAMS / 'bench_peer', PEER)
-            bus.wait_for(PEER)
+            start_peers(bus, PEER)
             pairs = [tuple(_per_call(bus, side + kind) for side in ('Floor', 'Client')) for _ in range(rounds)]
-        rows.append(ratio_row(f'instructions of {name}', pairs, 1.08, THOUSAND, 'k', gate=True))
+        rows.append(ratio_row(f'instructions of {name}', pairs, 1.05, THOUSAND, 'k', gate=True))
     return rows
+
+
+def start_peers(bus, *names):
+    for name in names:
+        bus.start(PROGRAMS / 'bench_peer', name)
+        bus.wait_for(name)
+
+
+def _per_event(bus, program, side, count=50):
+    """Instructions of the main thread in each kind of event, in the order of EVENTS.
+
+    Callgrind writes a file when it leaves a phase, and begins anew.
+    """
+    output = bus.folder / f'{program}.{side}'
+    bus.run(*_callgrind(output), '--toggle-collect=*Counted(*', *(f'--dump-after=*Phase{phase}(*' for phase in EVENTS),
+            PROGRAMS / program, side, count)
+    return [_total(output.with_name(f'{output.name}.{number}')) / count for number in range(1, len(EVENTS) + 1)]
+
+
+def event_rows(pairs, name, limit):
+    return [ratio_row(f'{name} {event}', kind, limit, THOUSAND, 'k', gate=True)
+            for event, kind in zip(EVENTS.values(), zip(*pairs))]
+
+
+def of_events(rounds, recorded_rounds):
+    """Of the service against its floor, and with the recorder against itself without.
+
+    Both answers to the A2DP connection are waited for within the event, so that row ends with the second one.
+    """
+    against_floor, recorded = [], []
+    for turn in range(rounds):
+        with Bus(one_cpu(), in_turns=True) as bus:
+            bus.keeps_recordings()
+            start_peers(bus, PEER, SHIFT_PEER)
+            floor = _per_event(bus, 'bench_events', 'Floor')
+            service = _per_event(bus, 'bench_events', 'Service')
+            against_floor.append(list(zip(floor, service)))
+            if turn < recorded_rounds:
+                recorded.append(list(zip(service, _per_event(bus, 'bench_events_recorded', 'Service'))))
+    return event_rows(against_floor, 'instructions of', 1.10) + event_rows(recorded, 'recorded:', 1.45)

@@ -4,12 +4,15 @@ Exit status: 0 every gate holds, 1 a gate is over its limit, 2 something could n
 """
 
 import argparse
+import contextlib
 import signal
 import sys
 
 import instructions
+import recording
+import soak
 import timing
-from idle import IdleBoxes, IdlePairs
+from idle import IdleBoxes, IdlePairs, IdleRecordedBoxes
 from processes import CannotMeasure, say
 from table import render
 
@@ -17,26 +20,48 @@ OVER = 1
 NOT_MEASURED = 2
 
 
+@contextlib.contextmanager
+def idling(*pairs):
+    """All pairs idle within; each can open a window and close it."""
+    with contextlib.ExitStack() as stack:
+        yield [stack.enter_context(some) for some in pairs]
+
+
+def counted(rounds, event_rounds, recorded_rounds):
+    say('== counting instructions')
+    return [instructions.to_ready(rounds), *instructions.of_sending(rounds),
+            *instructions.of_events(event_rounds, recorded_rounds)]
+
+
+def open_windows(idle):
+    for pairs in idle:
+        pairs.open_window()
+
+
+def close_windows(idle, seconds):
+    return [row for pairs in idle for row in pairs.close_window(seconds)]
+
+
 def measure_gates():
-    with IdlePairs(pairs=3) as idle, IdleBoxes(pairs=1) as boxes:
-        say('== counting instructions')
-        rows = [instructions.to_ready(rounds=3), *instructions.of_sending(rounds=3)]
+    with idling(IdlePairs(pairs=3), IdleBoxes(pairs=1), IdleRecordedBoxes(pairs=1)) as idle:
+        rows = counted(rounds=3, event_rounds=3, recorded_rounds=1)
         say('== idling')
-        idle.open_window()
-        boxes.open_window()
-        return rows + idle.close_window(15) + boxes.close_window(15)
+        open_windows(idle)
+        return rows + close_windows(idle, 15)
 
 
 def measure_all():
-    with IdlePairs(pairs=5) as idle, IdleBoxes(pairs=3) as boxes:
-        say('== counting instructions')
-        counted = [instructions.to_ready(rounds=5), *instructions.of_sending(rounds=5)]
-        idle.open_window()
-        boxes.open_window()
+    with idling(IdlePairs(pairs=5), IdleBoxes(pairs=3), IdleRecordedBoxes(pairs=1)) as idle:
+        rows = counted(rounds=5, event_rounds=5, recorded_rounds=3)
+        open_windows(idle)
         say('== timing')
-        timed = [timing.start_to_name(), timing.sync_call(), *timing.settings_rows(), timing.box_start_to_name()]
+        timed = [timing.start_to_name(), timing.sync_call(), *timing.settings_rows(), *timing.dconf_rows(),
+                 timing.box_start_to_name()]
+        say('== living through a million events')
+        rows.append(soak.memory_growth())
+        rows += recording.evening()
         say('== idling')
-        return timed + counted + idle.close_window(60) + boxes.close_window(60)
+        return timed + rows + close_windows(idle, 60)
 
 
 def exit_status(rows):

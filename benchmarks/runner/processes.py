@@ -1,6 +1,7 @@
 """The processes of a measurement: private buses, programs on them, and what /proc says about those."""
 
 import ctypes
+import fcntl
 import os
 import pathlib
 import signal
@@ -14,6 +15,7 @@ SERVICE = PROGRAMS / 'vyrel-lite-skeleton'
 OWN_NAME_FLOOR = PROGRAMS / 'bench_floor_own_name'
 BOX_SERVICE = PROGRAMS / 'vyrel-lite-box'
 BOX_FLOOR = PROGRAMS / 'bench_floor_box'
+RECORDED_BOX = PROGRAMS / 'vyrel-lite-box-recorded'
 SERVICE_NAME = 'org.vantor.vyrel.lite'
 
 BUS_CONFIGURATION = '''<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-BUS Bus Configuration 1.0//EN"
@@ -66,6 +68,7 @@ class Bus:
         self._children = []
         self._root = None
         self._box = {}
+        self._recording = None
         self._folder = tempfile.TemporaryDirectory(prefix='vyrel-bench-')
         self.folder = pathlib.Path(self._folder.name)
 
@@ -88,6 +91,8 @@ class Bus:
             child.kill()
             child.wait()
         self._children.clear()
+        if self._recording is not None:
+            _wait_for_recorder(self._recording)
         self._folder.cleanup()
         if self._root is not None:
             self._root.cleanup()
@@ -104,6 +109,15 @@ class Bus:
         """
         self._root = tempfile.TemporaryDirectory(prefix='vyrel-bench-', dir=memory_folder())
         self._box = {name: self._root.name for name in ('VYREL_BENCH_ROOT', 'HOME', 'XDG_RUNTIME_DIR')}
+
+    def keeps_recordings(self):
+        """From now on programs with a recorder record; others do not know what this says."""
+        self._recording = self.folder / 'recording'
+        self._box['VYREL_RECORDING'] = str(self._recording)
+
+    def is_a_session(self):
+        """From now on programs find this bus as the session's as well; a box keeps their files."""
+        self._box['DBUS_SESSION_BUS_ADDRESS'] = f'unix:path={self.folder}/bus'
 
     def start(self, *command):
         """Start a program that stays. What it says goes to this bus's folder."""
@@ -130,6 +144,20 @@ class Bus:
 
     def wait_for(self, name):
         self.run(PROGRAMS / 'bench_start', 'await', name, 30)
+
+
+def _wait_for_recorder(recording, deadline=30):
+    """The recorder's own process is nobody's child. It holds a lock on its file until all that was taken is there."""
+    end = time.monotonic() + deadline
+    while recording.exists():
+        with open(recording, 'rb') as file:
+            try:
+                fcntl.flock(file, fcntl.LOCK_EX | fcntl.LOCK_NB)
+                return
+            except BlockingIOError:
+                if time.monotonic() > end:
+                    raise CannotMeasure(f'the recorder of {recording} does not end') from None
+        time.sleep(0.05)
 
 
 def memory_folder():

@@ -39,7 +39,7 @@ std::vector<double> CompareDurableSet(const Places& places, int rounds);
 // The time from the start of a write in one process to the callback on the main loop of another. The store's own
 // notice, against a sender that writes the same value to the same kind of database (same page size, same journal, no
 // log of writes) and then sends key, type and value as a datagram to the same main loop. Medians of single notices,
-// taken in turns.
+// taken in turns, each with the watcher at rest.
 std::vector<double> CompareNotice(const Places& places, int rounds);
 
 // A measured value also of an even number of them.

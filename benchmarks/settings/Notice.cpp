@@ -28,6 +28,7 @@ namespace bench {
 namespace {
 
 constexpr int kNoticesPerRound = 200;
+constexpr std::int64_t kRestNanoseconds = 100'000;
 constexpr const char* kKey = "memory/volt/firstscreen_state";
 
 void Require(bool condition, const char* what)
@@ -139,6 +140,14 @@ void SendDatagram(int descriptor, int value)
     Require(send(descriptor, message, sizeof value + length, 0) > 0, "the datagram was not sent");
 }
 
+// Until the watcher sleeps again. Whatever it still does after a callback would else be waited for by the next notice,
+// or spare that one the waking up, which is of the other kind.
+void Rest()
+{
+    for (const std::int64_t end = Now() + kRestNanoseconds; Now() < end;) {
+    }
+}
+
 std::int64_t ReadMoment(int descriptor)
 {
     std::int64_t moment = 0;
@@ -168,6 +177,7 @@ std::vector<double> CompareNotice(const Places& places, int rounds)
     int value = 0;
     const auto measure = [&](const std::function<void(int)>& notify) {
         GoOnUnlessStopped();
+        Rest();
         const std::int64_t start = Now();
         notify(++value);
         return ReadMoment(ends[2].Get()) - start;

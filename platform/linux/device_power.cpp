@@ -11,13 +11,13 @@ using power::ResultOf;
 
 namespace {
 
-constexpr int kFailed = -1;
+constexpr int kPowerFailed = -1;
 
 template <typename Callback>
 int Subscribe(power::Slot<Callback>& slot, Callback callback, void* userData)
 {
     if (callback == nullptr) {
-        return kFailed;
+        return kPowerFailed;
     }
     slot.Set(callback, userData);
     return 0;
@@ -26,7 +26,7 @@ int Subscribe(power::Slot<Callback>& slot, Callback callback, void* userData)
 template <typename Callback>
 int Unsubscribe(power::Slot<Callback>& slot, Callback callback)
 {
-    return slot.UnsetIf(callback) ? 0 : kFailed;
+    return slot.UnsetIf(callback) ? 0 : kPowerFailed;
 }
 
 PowerManager::Notices& Notices()

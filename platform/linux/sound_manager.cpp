@@ -9,8 +9,8 @@
 
 namespace {
 
-constexpr int kFailed = -1;
-constexpr int kNotFound = -2;
+constexpr int kSoundFailed = -1;
+constexpr int kSoundNotFound = -2;
 
 /// The sink of the box's own speaker, where it has a name in the key files.
 constexpr const char* kSpeakerKey = "sink.0";
@@ -25,7 +25,7 @@ int ResultOf(sound::Result result, const char* function)
     case sound::Result::Failed:
         break;
     }
-    return kFailed;
+    return kSoundFailed;
 }
 
 std::string SpeakerSink()
@@ -43,7 +43,7 @@ int sound_manager_set_tv_master_mute(bool mute)
 int sound_manager_set_device_mute(int device, bool mute)
 {
     if (device != SOUND_DEVICE_TV_SPEAKER) {
-        return kNotFound;
+        return kSoundNotFound;
     }
     return ResultOf(sound::Server::OfProcess().SetMute(SpeakerSink(), mute), __func__);
 }
@@ -51,10 +51,10 @@ int sound_manager_set_device_mute(int device, bool mute)
 int sound_manager_get_device_mute(int device, bool* mute)
 {
     if (mute == nullptr) {
-        return kFailed;
+        return kSoundFailed;
     }
     if (device != SOUND_DEVICE_TV_SPEAKER) {
-        return kNotFound;
+        return kSoundNotFound;
     }
     return ResultOf(sound::Server::OfProcess().GetMute(SpeakerSink(), mute), __func__);
 }

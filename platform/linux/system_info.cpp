@@ -9,9 +9,9 @@
 
 namespace {
 
-constexpr int kFailed = -1;
-constexpr int kNotFound = -2;
-constexpr int kWrongType = -3;
+constexpr int kInfoFailed = -1;
+constexpr int kInfoNotFound = -2;
+constexpr int kInfoWrongType = -3;
 
 constexpr const char* kValueGroup = "value";
 
@@ -21,11 +21,11 @@ int ResultOf(features::KeyFiles::Found found)
     case features::KeyFiles::Found::Yes:
         return 0;
     case features::KeyFiles::Found::WrongType:
-        return kWrongType;
+        return kInfoWrongType;
     case features::KeyFiles::Found::No:
         break;
     }
-    return kNotFound;
+    return kInfoNotFound;
 }
 
 /// A feature's name up to its second slash is the group, the rest the key; nothing for a name that has no such rest.
@@ -50,7 +50,7 @@ struct FeatureName
 int system_info_get_custom_bool(const char* key, bool* value)
 {
     if (key == nullptr || value == nullptr) {
-        return kFailed;
+        return kInfoFailed;
     }
     const FeatureName name(key);
     return ResultOf(features::KeyFiles::OfBox().Bool(name.group.c_str(), name.key.c_str(), value));
@@ -59,7 +59,7 @@ int system_info_get_custom_bool(const char* key, bool* value)
 int system_info_get_custom_int(const char* key, int* value)
 {
     if (key == nullptr || value == nullptr) {
-        return kFailed;
+        return kInfoFailed;
     }
     const FeatureName name(key);
     return ResultOf(features::KeyFiles::OfBox().Int(name.group.c_str(), name.key.c_str(), value));
@@ -68,7 +68,7 @@ int system_info_get_custom_int(const char* key, int* value)
 int system_info_get_value_int(int key, int* value)
 {
     if (value == nullptr) {
-        return kFailed;
+        return kInfoFailed;
     }
     return ResultOf(features::KeyFiles::OfBox().Int(kValueGroup, std::to_string(key).c_str(), value));
 }
@@ -76,18 +76,18 @@ int system_info_get_value_int(int key, int* value)
 int system_info_get_value_string(int key, char** value)
 {
     if (value == nullptr) {
-        return kFailed;
+        return kInfoFailed;
     }
     std::optional<std::string> text = features::KeyFiles::OfBox().Text(kValueGroup, std::to_string(key).c_str());
     if (!text && key == SYSTEM_INFO_MODEL_NAME) {
         text = features::ModelOfMachine();
     }
     if (!text) {
-        return kNotFound;
+        return kInfoNotFound;
     }
     char* copy = ::strdup(text->c_str());
     if (copy == nullptr) {
-        return kFailed;
+        return kInfoFailed;
     }
     *value = copy;
     return 0;

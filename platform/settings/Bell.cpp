@@ -1,10 +1,12 @@
 #include "Bell.h"
 
-#include "Rights.h"
 #include "settings/FileDescriptor.h"
+#include "settings/LastWrite.h"
+#include "settings/Rights.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -18,8 +20,8 @@ bool Bell::Open()
     if (m_file.IsOpen()) {
         return true;
     }
-    Rights rights;
-    if (const std::error_code error = PrepareInnerFolder(std::filesystem::path(m_path).parent_path(), rights); error) {
+    if (const std::error_code error = PrepareInnerFolder(std::filesystem::path(m_path).parent_path(), m_rights);
+        error) {
         Report(error.message());
         return false;
     }
@@ -28,16 +30,39 @@ bool Bell::Open()
         Report(std::generic_category().message(errno));
         return false;
     }
-    ApplyRights(m_path, rights);
+    ApplyRights(m_path, m_rights);
     m_reported = false;
     return true;
 }
 
-void Bell::Ring()
+bool Bell::IsFor(const Rights& rights)
 {
-    if (Open() && futimens(m_file.Get(), nullptr) != 0) {
+    return Open() && m_rights.AreForTheSame(rights);
+}
+
+void Bell::Ring(std::string_view lastWrite)
+{
+    if (!Open()) {
+        return;
+    }
+    if (!lastWrite.empty()) {
+        const ssize_t left = pwrite(m_file.Get(), lastWrite.data(), lastWrite.size(), 0);
+        static_cast<void>(left); // what could not be left is read in the log
+    }
+    if (futimens(m_file.Get(), nullptr) != 0) {
         Report(std::generic_category().message(errno));
     }
+}
+
+void Bell::OpenToRead()
+{
+    m_reading = FileDescriptor(open(m_path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+}
+
+std::string_view Bell::LastWrite(LastWriteBuffer& buffer) const
+{
+    const ssize_t size = pread(m_reading.Get(), buffer.data(), buffer.size(), 0);
+    return {buffer.data(), size > 0 ? static_cast<std::size_t>(size) : 0};
 }
 
 void Bell::Report(const std::string& reason)

@@ -4,6 +4,8 @@
 #include "Forks.h"
 #include "Schema.h"
 #include "Waiting.h"
+#include "settings/Change.h"
+#include "settings/LastWrite.h"
 #include "settings/Moment.h"
 #include "settings/Rights.h"
 #include "settings/Statement.h"
@@ -120,18 +122,22 @@ int Database::Get(std::string_view key, Value& value)
     return Finish(Reading, result);
 }
 
-int Database::Set(std::string_view key, const Value& value, std::int64_t& changeId)
+int Database::Set(std::string_view key, const Value& value, std::int64_t& changeId, std::int64_t* moment)
 {
     if (!Begin(m_set, Writing)) {
         return kFailed;
     }
     const StatementUse use(m_set);
-    m_set.Bind(1, Moment());
+    const std::int64_t now = Moment();
+    m_set.Bind(1, now);
     m_set.Bind(2, key);
     m_set.BindValue(3, key, value);
     const int result = Finish(Writing, m_set.Step());
     if (result == kOk) {
         changeId = KnowId(sqlite3_last_insert_rowid(m_connection));
+        if (moment != nullptr) {
+            *moment = now;
+        }
     }
     return result;
 }
@@ -220,6 +226,18 @@ int Database::ChangesAfter(std::int64_t id, std::vector<Change>& changes)
         result = ReadChanges(id, changes);
     }
     return result;
+}
+
+std::optional<Change> Database::ChangeAfter(std::int64_t id, std::string_view lastWrite)
+{
+    if (m_connection == nullptr) {
+        return std::nullopt;
+    }
+    std::optional<Change> change = UnpackLastWrite(lastWrite, InFile(id + 1));
+    if (change) {
+        change->id = KnowId(change->id);
+    }
+    return change;
 }
 
 int Database::ReadChanges(std::int64_t id, std::vector<Change>& changes)
@@ -504,10 +522,17 @@ bool Database::HoldFiles()
 {
     const auto hold = [](const std::string& path) { return FileDescriptor(open(path.c_str(), O_PATH | O_CLOEXEC)); };
     m_file = hold(m_path);
+    struct stat status
+    {};
+    if (!m_file.IsOpen() || fstat(m_file.Get(), &status) != 0) {
+        return false;
+    }
+    m_device = status.st_dev;
+    m_inode = status.st_ino;
     m_index = hold(m_indexPath);
     m_fileChanged = {};
     m_indexSize = IndexSize();
-    return m_file.IsOpen() && (m_index.IsOpen() || m_readOnlyMedium);
+    return m_index.IsOpen() || m_readOnlyMedium;
 }
 
 // SQLite does not look: it would go on with a removed file that nobody else sees, and the first access to an index that

@@ -13,7 +13,9 @@
 // that first. The object then goes over to the file of that name as it is now, as all other processes do.
 #pragma once
 
+#include "Change.h"
 #include "FileDescriptor.h"
+#include "LastWrite.h"
 #include "Moment.h"
 #include "Rights.h"
 #include "Statement.h"
@@ -26,20 +28,12 @@
 #include <cstdint>
 #include <ctime>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace settings {
-
-// A row of the log.
-struct Change
-{
-    std::int64_t id;
-    std::int64_t moment; // Moment(), taken as the write began
-    std::string key;
-    Value value;
-};
 
 enum class Durability
 {
@@ -59,9 +53,9 @@ public:
     // kOk, kNotFound or kFailed. A damaged value is reported and counts as missing.
     int Get(std::string_view key, Value& value);
 
-    // `changeId` becomes the id of this write. The ids go on rising when the file is replaced by another, whose own ids
-    // begin anew.
-    int Set(std::string_view key, const Value& value, std::int64_t& changeId);
+    // `changeId` becomes the id of this write, and `moment` that at which it began. The ids go on rising when the file
+    // is replaced by another, whose own ids begin anew.
+    int Set(std::string_view key, const Value& value, std::int64_t& changeId, std::int64_t* moment = nullptr);
 
     int Unset(std::string_view key);
 
@@ -78,6 +72,9 @@ public:
     // Appends the writes after `id`, oldest first, but for damaged ones.
     int ChangesAfter(std::int64_t id, std::vector<Change>& changes);
 
+    // The write that follows `id`, when that is the one that was packed (LastWrite.h). The file is not looked at.
+    std::optional<Change> ChangeAfter(std::int64_t id, std::string_view lastWrite);
+
     // Removes old rows of the log, a bounded number at a time. `limit` is asked, while no one can write, for the last
     // id, as the file has it, that may go.
     int Prune(const std::function<std::int64_t()>& limit);
@@ -87,7 +84,16 @@ public:
     {
         return id - m_earlierIds;
     }
+    WriteId InFile(std::int64_t id) const
+    {
+        return {m_device, m_inode, IdInFile(id)};
+    }
 
+    // Who may read the file.
+    const Rights& FileRights() const
+    {
+        return m_rights;
+    }
     const std::string& Path() const
     {
         return m_path;
@@ -154,6 +160,8 @@ private:
     // The file and the index by name only: closing them ends none of the locks that SQLite holds.
     FileDescriptor m_file;
     FileDescriptor m_index;
+    dev_t m_device = 0;
+    ino_t m_inode = 0;
     timespec m_fileChanged{};
     off_t m_indexSize = 0;
 

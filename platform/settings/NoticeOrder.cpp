@@ -1,5 +1,6 @@
 #include "NoticeOrder.h"
 
+#include "settings/Change.h"
 #include "settings/Database.h"
 
 #include <utility>

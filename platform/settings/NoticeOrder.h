@@ -4,6 +4,7 @@
 // process begins a write after the one before is committed, so its writes are told in its order.
 #pragma once
 
+#include "Change.h"
 #include "Database.h"
 
 #include <array>

@@ -22,6 +22,11 @@ struct Rights
     uid_t owner = 0;
     gid_t group = 0;
 
+    // Whoever may read what has these rights may read what has the others.
+    bool AreForTheSame(const Rights& other) const
+    {
+        return shared == other.shared && owner == other.owner && (!shared || group == other.group);
+    }
     mode_t FileMode() const
     {
         return shared ? 0660 : 0600;

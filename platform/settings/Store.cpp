@@ -3,6 +3,7 @@
 #include "settings/Bell.h"
 #include "settings/Database.h"
 #include "settings/KeyNode.h"
+#include "settings/LastWrite.h"
 #include "settings/Locations.h"
 #include "settings/ReadPosition.h"
 #include "settings/Value.h"
@@ -153,14 +154,18 @@ int Store::SetOn(std::size_t side, const char* key, const Value& value)
 {
     Side& target = m_sides[side];
     std::int64_t change = 0;
-    const int result = target.database.Set(key, value, change);
+    std::int64_t moment = 0;
+    const int result = target.database.Set(key, value, change, &moment);
     if (result != kOk) {
         return result;
     }
-    target.bell.Ring();
-    const std::int64_t row = target.database.IdInFile(change);
-    if (row % kPruneInterval == 0) {
-        target.database.Prune([&target, row] { return std::min(row - kKept, target.position.Lowest()); });
+    const WriteId written = target.database.InFile(change);
+    // Both bells lie in the folder in RAM. Who may hear one need not be allowed to read the other folder's file.
+    LastWriteBuffer buffer;
+    const bool isForTheSame = target.bell.IsFor(target.database.FileRights());
+    target.bell.Ring(isForTheSame ? PackLastWrite(written, moment, key, value, buffer) : std::string_view());
+    if (written.id % kPruneInterval == 0) {
+        target.database.Prune([&target, row = written.id] { return std::min(row - kKept, target.position.Lowest()); });
     }
     return kOk;
 }

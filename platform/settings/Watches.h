@@ -3,7 +3,8 @@
 // The way of a notice: a writer commits its row and touches the file's bell. That makes this process's inotify
 // descriptor readable, so the main loop dispatches the source. It takes the bells off the descriptor (HearBells), reads
 // the new rows of the files whose bells rang (ReadRung), takes the row whose turn it is (TakeNext of NoticeOrder.h) and
-// calls the first function registered for its key (TellOne).
+// calls the first function registered for its key (TellOne). A row that lies beside the bell and is the next one is
+// told before the others are read, which is left to the turn after.
 //
 // One call is made a turn, because it may wait for a sibling that hangs, for seconds. The turn after it makes none:
 // all that became ready on the loop meanwhile (a stop signal, a change of power, a message) is served before the next
@@ -70,8 +71,9 @@ private:
         int inotifyWatch = -1;
         bool isPlaced = false;   // `read` is known
         std::int64_t read = 0;   // the id of the last row read
-        std::int64_t readAt = 0; // the moment of the last look, see Moment()
+        std::int64_t readAt = 0; // the moment of the last look into the log, see Moment()
         bool rung = false;       // there may be rows after `read`
+        bool isAhead = false;    // the last row read was taken from beside the bell
         int failures = 0;        // reads in vain, one after the other
         gint64 retryAt = 0;      // not to be read before; g_get_monotonic_time
 
@@ -105,6 +107,7 @@ private:
     bool FindStart(std::size_t side, std::int64_t now);
     void HearBells();
     void ReadRung();
+    bool TakeLastWrite(std::size_t side);
     bool Read(std::size_t side);
     bool TellOne();
     bool NextNotice();

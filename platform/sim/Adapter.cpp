@@ -15,13 +15,13 @@ namespace sim {
 
 void Adapter::GoesOn()
 {
-    m_tv.tape.Note("the adapter goes on");
+    const Tape::Scope happens = m_tv.tape.Note("the adapter goes on");
     Change(BT_ADAPTER_ENABLED, 0);
 }
 
 void Adapter::GoesOff(int result)
 {
-    m_tv.tape.Note("the adapter goes off");
+    const Tape::Scope happens = m_tv.tape.Note("the adapter goes off");
     Change(BT_ADAPTER_DISABLED, result);
 }
 
@@ -90,29 +90,39 @@ int Adapter::UnregisterHeadless(const std::string& address)
 
 int Adapter::CreateSocket(const std::string& uuid)
 {
-    m_sockets.emplace(++m_lastSocket, Socket{uuid, false});
+    m_sockets.push_back({++m_lastSocket, &*m_uuids.insert(uuid).first, false});
     return m_lastSocket;
+}
+
+std::vector<Adapter::Socket>::iterator Adapter::Find(int socket)
+{
+    return std::ranges::find(m_sockets, socket, &Socket::number);
 }
 
 int Adapter::Listen(int socket)
 {
-    const auto found = m_sockets.find(socket);
+    const auto found = Find(socket);
     if (found == m_sockets.end()) {
         return BT_ERROR_INVALID_PARAMETER;
     }
-    found->second.listening = true;
+    found->listening = true;
     return BT_ERROR_NONE;
 }
 
 int Adapter::DestroySocket(int socket)
 {
-    return m_sockets.erase(socket) == 1 ? BT_ERROR_NONE : BT_ERROR_INVALID_PARAMETER;
+    const auto found = Find(socket);
+    if (found == m_sockets.end()) {
+        return BT_ERROR_INVALID_PARAMETER;
+    }
+    m_sockets.erase(found);
+    return BT_ERROR_NONE;
 }
 
 int Adapter::ListeningSockets(const std::string& uuid) const
 {
     return static_cast<int>(std::ranges::count_if(
-        m_sockets, [&](const auto& entry) { return entry.second.uuid == uuid && entry.second.listening; }));
+        m_sockets, [&](const Socket& socket) { return *socket.uuid == uuid && socket.listening; }));
 }
 
 } // namespace sim

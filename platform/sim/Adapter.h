@@ -5,7 +5,7 @@
 #include <bt_adapter.h>
 
 #include <chrono>
-#include <map>
+#include <cstddef>
 #include <optional>
 #include <set>
 #include <string>
@@ -38,6 +38,10 @@ public:
     int CreateSocket(const std::string& uuid);
     int Listen(int socket);
     int DestroySocket(int socket);
+    [[nodiscard]] std::size_t OpenSockets() const
+    {
+        return m_sockets.size();
+    }
     /// Open sockets that listen on this UUID.
     [[nodiscard]] int ListeningSockets(const std::string& uuid) const;
 
@@ -57,18 +61,21 @@ public:
     /// true: a listing of the headless devices begins with a null record and with one that has no address
     bool listsNullRecords = false;
 
-    Slot<bt_adapter_state_changed_cb> onStateChanged;
+    Slot<bt_adapter_state_changed_cb> onStateChanged{"bt_adapter_state_changed_cb"};
 
 private:
     struct Socket
     {
-        std::string uuid;
+        int number;
+        const std::string* uuid;
         bool listening;
     };
     void Change(bt_adapter_state_e newState, int result);
+    [[nodiscard]] std::vector<Socket>::iterator Find(int socket);
 
     Television& m_tv;
-    std::map<int, Socket> m_sockets;
+    std::set<std::string> m_uuids;
+    std::vector<Socket> m_sockets; // the service leaves one open each time the adapter goes on: of those few bytes each
     int m_lastSocket = 0;
 };
 

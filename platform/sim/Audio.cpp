@@ -14,7 +14,7 @@ namespace sim {
 
 void Audio::Connects(const std::string& address, int type, int result)
 {
-    m_tv.tape.Note(address + " is connected for audio of type " + std::to_string(type));
+    const Tape::Scope happens = m_tv.tape.Note(address + " is connected for audio of type " + std::to_string(type));
     if (result == 0) {
         m_connected.insert_or_assign(type, address);
     }
@@ -23,7 +23,7 @@ void Audio::Connects(const std::string& address, int type, int result)
 
 void Audio::Disconnects(const std::string& address, int type, int result)
 {
-    m_tv.tape.Note(address + " is disconnected from audio of type " + std::to_string(type));
+    const Tape::Scope happens = m_tv.tape.Note(address + " is disconnected from audio of type " + std::to_string(type));
     m_connected.erase(type);
     m_tv.queue.Post([=, this] { onConnection.Tell(result, false, address.c_str(), type); });
 }

@@ -41,12 +41,12 @@ public:
 
     bool recordsHaveAddress = true; ///< false: records say that somebody is connected, but not who
 
-    Slot<bt_audio_connection_state_changed_cb> onConnection;
-    Slot<bt_audio_slc_state_changed_cb> onServiceLevel;
-    Slot<bt_avrcp_connection_state_changed_cb> onControl;
-    Slot<bt_avrcp_connection_state_changed_cb> onTarget;
-    Slot<bt_avrcp_interim_volume_notify_cb> onInterimVolume;
-    Slot<bt_avrcp_absolute_volume_changed_cb> onAbsoluteVolume;
+    Slot<bt_audio_connection_state_changed_cb> onConnection{"bt_audio_connection_state_changed_cb"};
+    Slot<bt_audio_slc_state_changed_cb> onServiceLevel{"bt_audio_slc_state_changed_cb"};
+    Slot<bt_avrcp_connection_state_changed_cb> onControl{"bt_avrcp_control_connection_state_changed_cb"};
+    Slot<bt_avrcp_connection_state_changed_cb> onTarget{"bt_avrcp_target_connection_state_changed_cb"};
+    Slot<bt_avrcp_interim_volume_notify_cb> onInterimVolume{"bt_avrcp_interim_volume_notify_cb"};
+    Slot<bt_avrcp_absolute_volume_changed_cb> onAbsoluteVolume{"bt_avrcp_absolute_volume_changed_cb"};
 
 private:
     struct Record

@@ -3,6 +3,7 @@
 // One call of a platform function: it fails when the test says so, does what the television does otherwise, and is
 // written on the tape with its arguments, its result and what it gave.
 
+#include "sim/Side.h"
 #include "sim/Television.h"
 #include "sim/Text.h"
 
@@ -19,17 +20,20 @@ class Call
 {
 public:
     template <typename... Arguments>
-    explicit Call(std::string_view function, const Arguments&... arguments)
-        : m_function(function),
-          m_text(CallText(m_function.c_str(), arguments...))
-    {}
+    explicit Call(std::string_view function, const Arguments&... arguments) : m_entry(Tv().tape.Announce(Kind::Call))
+    {
+        m_entry.function = function;
+        m_entry.arguments = {ToText(arguments)...};
+        m_entry.text = CallText(function, m_entry.arguments);
+        m_entry.query = IsQuery();
+    }
 
     /// \param body takes the television and returns the result
     template <typename Body>
     int Does(Body body)
     {
-        const std::optional<int> failure = Tv().failures.Take(m_function);
-        return Ends(failure ? *failure : body(Tv()));
+        const std::optional<int> failure = Fails();
+        return Ends(failure ? *failure : Handled([&] { return body(Tv()); }));
     }
 
     /// A call that only answers 0, or fails.
@@ -42,16 +46,15 @@ public:
     template <typename Output, typename Body>
     int Gives(Output* output, Body body)
     {
-        const std::optional<int> failure = Tv().failures.Take(m_function);
+        const std::optional<int> failure = Fails();
         if (failure || output == nullptr) {
             return Ends(failure ? *failure : InvalidArgument());
         }
         Output value = {};
-        const int result = body(Tv(), value);
+        const int result = Handled([&] { return body(Tv(), value); });
         if (result == 0) {
             *output = value;
-            m_text += " = 0 -> " + ToText(value);
-            return Written(result);
+            Outputs(ToText(value));
         }
         return Ends(result);
     }
@@ -61,26 +64,25 @@ public:
     template <typename Body>
     int GivesText(char** output, Body body, int missing = -2)
     {
-        const std::optional<int> failure = Tv().failures.Take(m_function);
+        const std::optional<int> failure = Fails();
         if (failure || output == nullptr) {
             return Ends(failure ? *failure : InvalidArgument());
         }
-        const std::optional<std::string> text = body(Tv());
+        const std::optional<std::string> text = Handled([&] { return body(Tv()); });
         if (!text) {
             return Ends(missing);
         }
         *output = ::strdup(text->c_str());
-        m_text += " = 0 -> " + ToText(*text);
-        return Written(0);
+        Outputs(ToText(*text));
+        return Ends(0);
     }
 
     /// The same for a function that gives the text as its result, null on failure.
     template <typename Body>
     void GivesMallocString(char** output, Body body)
     {
-        *output = Tv().failures.Take(m_function) ? nullptr : body(Tv());
-        m_text += " = " + ToText(static_cast<const char*>(*output));
-        Written(0);
+        *output = Fails() ? nullptr : Handled([&] { return body(Tv()); });
+        Ends(ToText(static_cast<const char*>(*output)));
     }
 
     /// A call whose result is the answer.
@@ -108,19 +110,25 @@ public:
     template <typename Callback>
     int Begins(Callback callback)
     {
-        const std::optional<int> failure = Tv().failures.Take(m_function);
+        const std::optional<int> failure = Fails();
         return Ends(failure.value_or(callback != nullptr ? 0 : InvalidArgument()));
     }
 
     int Ends(int result)
     {
-        m_text += " = " + std::to_string(result);
-        return Written(result);
+        Ends(std::to_string(result));
+        return result;
+    }
+
+    /// For what the call goes on to do after it was written on the tape.
+    [[nodiscard]] Tape::Scope GoesOn() const
+    {
+        return Tv().tape.Resume(m_id);
     }
 
     [[nodiscard]] int InvalidArgument() const
     {
-        return m_function.starts_with("bt_") ? static_cast<int>(BT_ERROR_INVALID_PARAMETER) : -1;
+        return m_entry.function.starts_with("bt_") ? static_cast<int>(BT_ERROR_INVALID_PARAMETER) : -1;
     }
 
     static Television& Tv()
@@ -129,19 +137,41 @@ public:
     }
 
 private:
-    int Written(int result)
+    std::optional<int> Fails() const
     {
-        Tv().tape.Record({.kind = Kind::Call, .text = std::move(m_text), .query = IsQuery()});
-        return result;
+        return Tv().failures.Take(m_entry.function);
+    }
+
+    template <typename Work>
+    auto Handled(Work work) const
+    {
+        const Tape::Scope handles = GoesOn();
+        return work();
+    }
+
+    void Outputs(std::string value)
+    {
+        m_entry.outputs.push_back(std::move(value));
+    }
+
+    void Ends(std::string result)
+    {
+        m_entry.text += " = " + result;
+        for (const std::string& output : m_entry.outputs) {
+            m_entry.text += " -> " + output;
+        }
+        m_entry.result = std::move(result);
+        Tv().tape.Record(std::move(m_entry));
     }
 
     [[nodiscard]] bool IsQuery() const
     {
-        return m_function.find("_get_") != std::string::npos || m_function == "LwipcIsDone";
+        return m_entry.function.find("_get_") != std::string::npos || m_entry.function == "LwipcIsDone";
     }
 
-    std::string m_function;
-    std::string m_text;
+    Runs m_runs{Side::Television}; // first: all that a call does is the television's
+    Entry m_entry;
+    EntryId m_id = m_entry.id;
 };
 
 } // namespace sim

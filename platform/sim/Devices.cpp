@@ -9,6 +9,7 @@
 #include <bt_error.h>
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace sim {
@@ -57,7 +58,7 @@ std::vector<Device> Devices::Bonded() const
 
 void Devices::Bonds(const Device& device, int result)
 {
-    m_tv.tape.Note(device.address + " is paired");
+    const Tape::Scope happens = m_tv.tape.Note(device.address + " is paired");
     if (result == 0) {
         Knows(device);
     }
@@ -66,7 +67,7 @@ void Devices::Bonds(const Device& device, int result)
 
 void Devices::Unbonds(const std::string& address)
 {
-    m_tv.tape.Note(address + " is no longer paired");
+    const Tape::Scope happens = m_tv.tape.Note(address + " is no longer paired");
     DestroyBond(address);
 }
 
@@ -101,7 +102,7 @@ void Devices::TellConnection(bool connected, const std::string& address, int lin
 
 void Devices::Connects(const std::string& address, int link)
 {
-    m_tv.tape.Note(address + " is connected");
+    const Tape::Scope happens = m_tv.tape.Note(address + " is connected");
     if (Device* device = Known(address)) {
         device->connected = true;
     } else {
@@ -112,7 +113,7 @@ void Devices::Connects(const std::string& address, int link)
 
 void Devices::Disconnects(const std::string& address, int reason, int link)
 {
-    m_tv.tape.Note(address + " is disconnected, reason " + std::to_string(reason));
+    const Tape::Scope happens = m_tv.tape.Note(address + " is disconnected, reason " + std::to_string(reason));
     if (Device* device = Known(address)) {
         device->connected = false;
     }
@@ -122,25 +123,25 @@ void Devices::Disconnects(const std::string& address, int reason, int link)
 
 void Devices::ConnectsHid(const std::string& address, int result)
 {
-    m_tv.tape.Note(address + " is connected as an input device");
+    const Tape::Scope happens = m_tv.tape.Note(address + " is connected as an input device");
     m_tv.queue.Post([=, this] { onHid.Tell(result, true, address.c_str()); });
 }
 
 void Devices::DisconnectsHid(const std::string& address, int result)
 {
-    m_tv.tape.Note(address + " is disconnected as an input device");
+    const Tape::Scope happens = m_tv.tape.Note(address + " is disconnected as an input device");
     m_tv.queue.Post([=, this] { onHid.Tell(result, false, address.c_str()); });
 }
 
 void Devices::ConnectsGatt(const std::string& address, int result)
 {
-    m_tv.tape.Note(address + " is connected over low energy");
+    const Tape::Scope happens = m_tv.tape.Note(address + " is connected over low energy");
     m_tv.queue.Post([=, this] { onGatt.Tell(result, true, address.c_str()); });
 }
 
 void Devices::DisconnectsGatt(const std::string& address, int result)
 {
-    m_tv.tape.Note(address + " is disconnected from low energy");
+    const Tape::Scope happens = m_tv.tape.Note(address + " is disconnected from low energy");
     m_tv.queue.Post([=, this] { onGatt.Tell(result, false, address.c_str()); });
 }
 
@@ -151,9 +152,13 @@ int Devices::AskRssi(const std::string& address, int link, bt_device_rssi_streng
         return BT_ERROR_REMOTE_DEVICE_NOT_CONNECTED;
     }
     onRssi.Set(callback, userData);
-    if (const std::optional<int> strength = device != nullptr ? device->rssi : Device().rssi) {
-        m_tv.queue.Post(
-            [=, this, text = address, rssi = *strength]() mutable { onRssi.Tell(text.data(), link, rssi); });
+    const std::optional<int> rssiOfIt = device != nullptr ? device->rssi : Device().rssi;
+    if (rssiOfIt && strength != Strength::NeverComes) {
+        constexpr std::chrono::seconds kLate(1);
+        const std::chrono::milliseconds delay = strength == Strength::ComesLate ? kLate : std::chrono::seconds(0);
+        m_tv.queue.PostAfter(delay, [=, this, text = address, rssi = *rssiOfIt]() mutable {
+            onRssi.Tell(strength == Strength::HasNoAddress ? nullptr : text.data(), link, rssi);
+        });
     }
     return BT_ERROR_NONE;
 }
@@ -166,7 +171,7 @@ void Devices::AnswersRssi(const std::string& address, int rssi)
 
 void Devices::AsksForAuthorization(const std::string& address, const std::string& name, int service, int result)
 {
-    m_tv.tape.Note(address + " asks for service " + std::to_string(service));
+    const Tape::Scope happens = m_tv.tape.Note(address + " asks for service " + std::to_string(service));
     m_openRequests.insert_or_assign(address, service);
     m_tv.queue.Post([=, this, addressText = address, nameText = name]() mutable {
         onAuthorization.Tell(result, addressText.data(), nameText.data(), service);
@@ -186,7 +191,7 @@ int Devices::Reject(const std::string& address, int service)
 void Devices::AsksForAuthentication(const std::string& address, const std::string& name, int type,
                                     const std::string& passkey, int result)
 {
-    m_tv.tape.Note(address + " asks to be authenticated");
+    const Tape::Scope happens = m_tv.tape.Note(address + " asks to be authenticated");
     m_tv.queue.Post([=, this, addressText = address, nameText = name, passkeyText = passkey]() mutable {
         onAuthentication.Tell(result, type, nameText.data(), addressText.data(), passkeyText.data());
     });
@@ -194,7 +199,7 @@ void Devices::AsksForAuthentication(const std::string& address, const std::strin
 
 void Devices::AsksForConsent(const std::string& address, const std::string& name, int result)
 {
-    m_tv.tape.Note(address + " asks for consent to pair");
+    const Tape::Scope happens = m_tv.tape.Note(address + " asks for consent to pair");
     m_tv.queue.Post([=, this, addressText = address, nameText = name]() mutable {
         onConsent.Tell(result, nameText.data(), addressText.data());
     });
@@ -202,7 +207,7 @@ void Devices::AsksForConsent(const std::string& address, const std::string& name
 
 void Devices::ReachesMaximum(const std::string& address)
 {
-    m_tv.tape.Note("no more devices can be connected");
+    const Tape::Scope happens = m_tv.tape.Note("no more devices can be connected");
     m_tv.queue.Post([this, text = address]() mutable { onMaximum.Tell(0, text.data()); });
 }
 

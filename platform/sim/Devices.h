@@ -102,18 +102,27 @@ public:
     /// Removes every bond, with a notice of each.
     void ForgetsAll();
 
+    /// What becomes of it when the service asks for a signal strength.
+    enum class Strength
+    {
+        Comes,
+        ComesLate,
+        NeverComes,
+        HasNoAddress
+    };
+    Strength strength = Strength::Comes;
     bool listsWithoutUserData = false; ///< true: a listing calls back with a null user_data
 
-    Slot<bt_device_auth_event_cb> onAuthorization;
-    Slot<bt_adapter_authentication_req_cb> onAuthentication;
-    Slot<bt_adapter_ssp_consent_request_cb> onConsent;
-    Slot<bt_adapter_max_device_connected_cb> onMaximum;
-    Slot<bt_device_bond_created_cb> onBondCreated;
-    Slot<bt_device_bond_destroyed_cb> onBondDestroyed;
-    Slot<bt_device_connection_state_changed_cb> onConnection;
-    Slot<bt_gatt_connection_state_changed_cb> onGatt;
-    Slot<bt_hid_host_connection_state_changed_cb> onHid;
-    Slot<bt_device_rssi_strength_cb> onRssi;
+    Slot<bt_device_auth_event_cb> onAuthorization{"bt_device_auth_event_cb"};
+    Slot<bt_adapter_authentication_req_cb> onAuthentication{"bt_adapter_authentication_req_cb"};
+    Slot<bt_adapter_ssp_consent_request_cb> onConsent{"bt_adapter_ssp_consent_request_cb"};
+    Slot<bt_adapter_max_device_connected_cb> onMaximum{"bt_adapter_max_device_connected_cb"};
+    Slot<bt_device_bond_created_cb> onBondCreated{"bt_device_bond_created_cb"};
+    Slot<bt_device_bond_destroyed_cb> onBondDestroyed{"bt_device_bond_destroyed_cb"};
+    Slot<bt_device_connection_state_changed_cb> onConnection{"bt_device_connection_state_changed_cb"};
+    Slot<bt_gatt_connection_state_changed_cb> onGatt{"bt_gatt_connection_state_changed_cb"};
+    Slot<bt_hid_host_connection_state_changed_cb> onHid{"bt_hid_host_connection_state_changed_cb"};
+    Slot<bt_device_rssi_strength_cb> onRssi{"bt_device_rssi_strength_cb"};
 
 private:
     Device* Known(const std::string& address);

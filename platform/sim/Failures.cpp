@@ -23,8 +23,22 @@ void Failures::Remove(std::string_view function)
     }
 }
 
+std::vector<Failures::Failing> Failures::All() const
+{
+    std::vector<Failing> all;
+    for (const auto& [function, failure] : m_failures) {
+        all.push_back({function, failure.code, failure.times});
+    }
+    return all;
+}
+
 std::optional<int> Failures::Take(std::string_view function)
 {
+    if (m_judge) {
+        if (const std::optional<int> code = m_judge(function)) {
+            return code;
+        }
+    }
     const auto found = m_failures.find(function);
     if (found == m_failures.end()) {
         return std::nullopt;

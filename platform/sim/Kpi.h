@@ -1,24 +1,15 @@
 #pragma once
 
-#include <string>
-#include <vector>
+#include <cstddef>
 
 namespace sim {
 
-struct KpiEvent
-{
-    std::string category;
-    std::string name;
-    std::string code;
-    std::string description;
-    bool wantsAnswer = false; ///< somebody is to be told of its delivery
-};
-
-/// The collector of usage events.
+/// The collector of usage events. The events themselves are on the tape: a set may stay on for long, and keeps none.
 class Kpi
 {
 public:
-    std::vector<KpiEvent> events;
+    std::size_t events = 0;
+    std::size_t wantingAnswers = 0; ///< those of whose delivery somebody is to be told
 };
 
 } // namespace sim

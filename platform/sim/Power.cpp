@@ -79,8 +79,8 @@ void Power::TellAndWait(const Slot<Callback>& slot, Argument argument)
 void Power::GoesTo(power_state_e newState, int newAmbientMode, int reason)
 {
     const device_power_state_info info = {0, reason, state, newState, ambientMode, newAmbientMode};
-    m_tv.tape.Note("the set goes from " + StateName(state) + " to " + StateName(newState) + ", ambient mode " +
-                   std::to_string(newAmbientMode));
+    const Tape::Scope happens = m_tv.tape.Note("the set goes from " + StateName(state) + " to " + StateName(newState) +
+                                               ", ambient mode " + std::to_string(newAmbientMode));
     state = newState;
     ambientMode = newAmbientMode;
     TellsStateChange(&info);
@@ -97,13 +97,13 @@ void Power::TellsStateChange(const device_power_state_info* info)
 
 void Power::AnnouncesStandby(int option)
 {
-    m_tv.tape.Note("the set is about to go to standby, " + OptionText(option));
+    const Tape::Scope happens = m_tv.tape.Note("the set is about to go to standby, " + OptionText(option));
     m_tv.queue.Post([this, option] { TellAndWait(onStandby, option); });
 }
 
 void Power::PowersOff(int option)
 {
-    m_tv.tape.Note("the set powers off, " + OptionText(option));
+    const Tape::Scope happens = m_tv.tape.Note("the set powers off, " + OptionText(option));
     const device_poweroff_info info = {option};
     TellsPowerOff(&info);
     TellsPostPowerOff(&info);
@@ -111,21 +111,22 @@ void Power::PowersOff(int option)
 
 void Power::LeavesAmbientByPowerOff(int option)
 {
-    m_tv.tape.Note("the set powers off out of the low-power picture, " + OptionText(option));
+    const Tape::Scope happens =
+        m_tv.tape.Note("the set powers off out of the low-power picture, " + OptionText(option));
     const device_poweroff_info info = {option};
     TellsAmbientPowerOff(&info);
 }
 
 void Power::WakesUp(int reason)
 {
-    m_tv.tape.Note("the set wakes up, reason " + std::to_string(reason));
+    const Tape::Scope happens = m_tv.tape.Note("the set wakes up, reason " + std::to_string(reason));
     wakeUpReason = reason;
     m_tv.queue.Post([this, reason] { TellAndWait(onWakeUp, reason); });
 }
 
 void Power::SwitchesOff(int option)
 {
-    m_tv.tape.Note("the set is switched off, " + OptionText(option));
+    const Tape::Scope happens = m_tv.tape.Note("the set is switched off, " + OptionText(option));
     AnnouncesStandby(option);
     m_tv.queue.Post([this, option] {
         m_waitsInStandby = option;
@@ -183,7 +184,8 @@ int Power::Lock(power_state_e lockedState, int timeoutMs)
         const auto found = m_locks.find(lockedState);
         if (found != m_locks.end() && found->second == lock) {
             m_locks.erase(found);
-            m_tv.tape.Note("the lock of power state " + std::to_string(lockedState) + " runs out");
+            const Tape::Scope happens =
+                m_tv.tape.Note("the lock of power state " + std::to_string(lockedState) + " runs out");
             GoOnSwitchingOff();
         }
     });

@@ -45,6 +45,11 @@ public:
     {
         return m_locks.contains(lockedState);
     }
+    /// Whether a SwitchesOff waits for a lock to end.
+    [[nodiscard]] bool WaitsToSwitchOff() const
+    {
+        return m_waitsInStandby.has_value();
+    }
 
     // The state. A test may set it directly; the service is then told nothing.
     power_state_e state = 0;
@@ -56,12 +61,12 @@ public:
     std::optional<int> requestedPowerOff;
     std::optional<int> requestedReboot;
 
-    Slot<device_power_poweroff_cb> onAmbientPowerOff;
-    Slot<device_power_poweroff_cb> onPowerOff;
-    Slot<device_power_poweroff_cb> onPostPowerOff;
-    Slot<device_power_wakeup_cb> onWakeUp;
-    Slot<device_power_state_changed_cb> onStateChanged;
-    Slot<device_power_standby_cb> onStandby;
+    Slot<device_power_poweroff_cb> onAmbientPowerOff{"device_power_ambient_poweroff_cb"};
+    Slot<device_power_poweroff_cb> onPowerOff{"device_power_poweroff_cb"};
+    Slot<device_power_poweroff_cb> onPostPowerOff{"device_power_post_poweroff_cb"};
+    Slot<device_power_wakeup_cb> onWakeUp{"device_power_wakeup_cb"};
+    Slot<device_power_state_changed_cb> onStateChanged{"device_power_state_changed_cb"};
+    Slot<device_power_standby_cb> onStandby{"device_power_standby_cb"};
 
 private:
     void Tell(Slot<device_power_poweroff_cb>& slot, const device_poweroff_info* info);

@@ -30,7 +30,7 @@ void Remote::IsConnected(const std::string& newAddress)
 
 void Remote::Connects(const std::string& newAddress)
 {
-    m_tv.tape.Note(std::string(Title()) + " connects");
+    const Tape::Scope happens = m_tv.tape.Note(std::string(Title()) + " connects");
     IsConnected(newAddress);
     m_tv.devices.Connects(address, 1);
     TellConnection(true);
@@ -38,7 +38,7 @@ void Remote::Connects(const std::string& newAddress)
 
 void Remote::Disconnects(int reason)
 {
-    m_tv.tape.Note(std::string(Title()) + " disconnects");
+    const Tape::Scope happens = m_tv.tape.Note(std::string(Title()) + " disconnects");
     connected = false;
     TellConnection(false);
     m_tv.devices.Disconnects(address, reason, 1);
@@ -46,7 +46,7 @@ void Remote::Disconnects(int reason)
 
 void Remote::LosesLink(int reason)
 {
-    m_tv.tape.Note(std::string(Title()) + " is lost");
+    const Tape::Scope happens = m_tv.tape.Note(std::string(Title()) + " is lost");
     connected = false;
     m_tv.devices.Disconnects(address, reason, 1);
     TellConnection(false);
@@ -82,7 +82,7 @@ void SmartRemote::TellCharging(unsigned char status, unsigned char harvestTime)
 
 void SmartRemote::IsGripped(unsigned char key)
 {
-    Tv().tape.Note("the smart remote is gripped");
+    const Tape::Scope happens = Tv().tape.Note("the smart remote is gripped");
     Tv().queue.Post([=, this] { onGripped.Tell(key); });
 }
 

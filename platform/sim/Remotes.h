@@ -65,12 +65,12 @@ public:
     bt_hid_sc_grip_sensor_state_e gripSensor = BT_SC_GRIP_SENSOR_ON;
     std::string duid;
 
-    Slot<bt_hid_smart_rc_connection_cb> onConnection;
+    Slot<bt_hid_smart_rc_connection_cb> onConnection{"bt_hid_smart_rc_connection_cb"};
     /// Batteries of both remotes.
-    Slot<bt_hid_battery_status_received_cb> onBattery;
-    Slot<bt_hid_smart_rc_charging_status_received_cb> onCharging;
-    Slot<bt_hid_smart_rc_grip_sensor_detected_cb> onGripped;
-    Slot<bt_hid_smart_rc_grip_sensor_state_changed_cb> onGripState;
+    Slot<bt_hid_battery_status_received_cb> onBattery{"bt_hid_battery_status_received_cb"};
+    Slot<bt_hid_smart_rc_charging_status_received_cb> onCharging{"bt_hid_smart_rc_charging_status_received_cb"};
+    Slot<bt_hid_smart_rc_grip_sensor_detected_cb> onGripped{"bt_hid_smart_rc_grip_sensor_detected_cb"};
+    Slot<bt_hid_smart_rc_grip_sensor_state_changed_cb> onGripState{"bt_hid_smart_rc_grip_sensor_state_changed_cb"};
 
 private:
     void TellConnection(bool isConnected) override;
@@ -86,8 +86,9 @@ class Wheel final : public Remote
 public:
     explicit Wheel(Television& tv);
 
-    Slot<bt_hid_halvo_switch_connection_state_changed_cb> onConnection;
-    Slot<bt_hid_halvo_switch_charging_status_received_cb> onCharging;
+    Slot<bt_hid_halvo_switch_connection_state_changed_cb> onConnection{
+        "bt_hid_halvo_switch_connection_state_changed_cb"};
+    Slot<bt_hid_halvo_switch_charging_status_received_cb> onCharging{"bt_hid_halvo_switch_charging_status_received_cb"};
 
 private:
     void TellConnection(bool isConnected) override;

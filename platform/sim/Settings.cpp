@@ -2,23 +2,15 @@
 
 #include "settings/Locations.h"
 #include "settings/Vconf.h"
+#include "sim/Disk.h"
 #include "sim/Misuse.h"
 #include "sim/Tape.h"
 #include "sim/Television.h"
 #include "sim/Text.h"
 
-#include <variant>
-
 namespace sim {
 
-namespace {
-
-std::string ValueText(const settings::Value& value)
-{
-    return std::visit([](const auto& held) { return ToText(held); }, value);
-}
-
-} // namespace
+Settings::Settings(Television& tv) : watches(tv.tape), m_tv(tv) {}
 
 void Settings::Open()
 {
@@ -36,14 +28,20 @@ void Settings::Close()
 void Settings::ForgetsWatches()
 {
     m_service = std::make_unique<settings::Vconf>(settings::FoldersUnder(m_tv.Root()));
+    watches.EndAll();
 }
 
 void Settings::Write(const char* key, const settings::Value& value)
 {
-    m_tv.tape.Note(std::string("somebody writes ") + key + " = " + ValueText(value));
+    const Tape::Scope happens = m_tv.tape.Note(std::string("somebody writes ") + key + " = " + ToText(value));
     if (m_other->Set(key, value) != settings::kOk) {
+        if (m_tv.disk.IsFull()) {
+            m_tv.tape.Note(std::string("the disk is full, and nobody is told of ") + key);
+            return;
+        }
         Misuse(std::string("the setting cannot be written: ") + key);
     }
+    watches.Wrote(key, ToText(value));
 }
 
 void Settings::Writes(const char* key, bool value)

@@ -2,6 +2,7 @@
 
 #include "settings/Store.h"
 #include "settings/Value.h"
+#include "sim/SettingWatches.h"
 
 #include <settings/Vconf.h>
 
@@ -19,7 +20,7 @@ class Television;
 class Settings
 {
 public:
-    explicit Settings(Television& tv) : m_tv(tv) {}
+    explicit Settings(Television& tv);
 
     // As another process.
     void Writes(const char* key, bool value);
@@ -43,6 +44,8 @@ public:
     {
         return *m_service;
     }
+
+    SettingWatches watches; ///< of the service
 
 private:
     void Write(const char* key, const settings::Value& value);

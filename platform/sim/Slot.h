@@ -1,7 +1,13 @@
 #pragma once
 
+#include "sim/Handles.h"
+#include "sim/Records.h"
+#include "sim/Tape.h"
+#include "sim/Text.h"
+
 #include <bt_error.h>
 
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -12,7 +18,8 @@ namespace sim {
 class SlotBase
 {
 public:
-    SlotBase()
+    /// \param name of the kind of callback, as the tape calls it; lives as long as the program
+    explicit SlotBase(const char* name) : m_name(name)
     {
         All().push_back(this);
     }
@@ -24,6 +31,7 @@ public:
     SlotBase& operator=(const SlotBase&) = delete;
 
     virtual void Clear() = 0;
+    [[nodiscard]] virtual bool IsSet() const = 0;
     /// From now on the callback gets a null user_data.
     virtual void LosesUserData() = 0;
 
@@ -32,12 +40,21 @@ public:
         static std::vector<SlotBase*> slots;
         return slots;
     }
+
+protected:
+    /// Writes on the tape that the callback is called; it is the cause of what happens until the scope ends.
+    [[nodiscard]] Tape::Scope Begins(std::vector<std::string> arguments) const;
+
+private:
+    const char* m_name;
 };
 
 template <typename Callback>
 class Slot : public SlotBase
 {
 public:
+    using SlotBase::SlotBase;
+
     void Set(Callback callback, void* userData)
     {
         m_callback = callback;
@@ -72,7 +89,7 @@ public:
         m_userData = nullptr;
     }
 
-    [[nodiscard]] bool IsSet() const
+    [[nodiscard]] bool IsSet() const override
     {
         return m_callback != nullptr;
     }
@@ -81,6 +98,8 @@ public:
     void Tell(Arguments... arguments) const
     {
         if (IsSet()) {
+            const Tape::Scope handles = Begins({ToText(arguments)...});
+            const Handles holdsLoop;
             m_callback(arguments..., m_userData);
         }
     }

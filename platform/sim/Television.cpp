@@ -23,7 +23,8 @@ constexpr std::string_view kKernelLineStart = "[VYREL][";
 } // namespace
 
 Television::Television(const std::filesystem::path& root)
-    : power(*this),
+    : queue(tape),
+      power(*this),
       screen(*this),
       adapter(*this),
       devices(*this),
@@ -31,6 +32,7 @@ Television::Television(const std::filesystem::path& root)
       smartRemote(*this),
       wheel(*this),
       settings(*this),
+      disk(*this),
       m_root(MoveInto(root))
 {
     current = this;
@@ -88,12 +90,14 @@ std::filesystem::path Television::PathOf(std::string_view path) const
     return m_root + std::string(path);
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): the television is changed, whose files they are.
 void Television::MakesFile(std::string_view path, std::string_view contents)
 {
     std::filesystem::create_directories(PathOf(path).parent_path());
     std::ofstream(PathOf(path), std::ios::trunc) << contents;
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): the television is changed, whose files they are.
 void Television::RemovesFile(std::string_view path)
 {
     std::filesystem::remove_all(PathOf(path));
@@ -119,7 +123,9 @@ void Television::PullKernelLog()
     if (missing || size == m_kernelLogRead) {
         return;
     }
-    std::string news = ReadFile(kKernelLog).substr(m_kernelLogRead);
+    std::ifstream log(PathOf(kKernelLog));
+    log.seekg(static_cast<std::streamoff>(m_kernelLogRead)); // of a long life only the news is read
+    const std::string news{std::istreambuf_iterator<char>(log), {}};
     m_kernelLogRead = size;
     std::size_t begin = 0;
     while (begin < news.size()) {

@@ -4,6 +4,7 @@
 #include "sim/Audio.h"
 #include "sim/ColorSensor.h"
 #include "sim/Devices.h"
+#include "sim/Disk.h"
 #include "sim/Failures.h"
 #include "sim/Features.h"
 #include "sim/Kpi.h"
@@ -98,6 +99,7 @@ public:
     ColorSensor colorSensor;
     Kpi kpi;
     Settings settings;
+    Disk disk;
 
 private:
     std::string MoveInto(const std::filesystem::path& root);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <variant>
 
 namespace sim {
 
@@ -55,6 +56,11 @@ std::string ToText(const char* text)
     return text == nullptr ? "null" : Quoted(text);
 }
 
+std::string ToText(std::nullptr_t)
+{
+    return "null";
+}
+
 std::string ToText(const std::string& text)
 {
     return Quoted(text);
@@ -80,6 +86,22 @@ std::string ToText(bool value)
 std::string ToText(unsigned char byte)
 {
     return "0x" + Hex(byte);
+}
+
+std::string ToText(const settings::Value& value)
+{
+    return std::visit([](const auto& held) { return ToText(held); }, value);
+}
+
+std::string CallText(std::string_view name, const std::vector<std::string>& arguments)
+{
+    std::string text(name);
+    const char* separator = "(";
+    for (const std::string& argument : arguments) {
+        text += separator + argument;
+        separator = ", ";
+    }
+    return text + (arguments.empty() ? "()" : ")");
 }
 
 } // namespace sim

@@ -2,10 +2,13 @@
 
 // How arguments and results look on the tape, and which texts the platform takes.
 
+#include "settings/Value.h"
+
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <utility>
+#include <vector>
 
 namespace sim {
 
@@ -24,10 +27,12 @@ bool IsAdapterName(const char* text);
 /// In double quotes, with control characters, quotes and backslashes escaped.
 std::string Quoted(std::string_view text);
 std::string ToText(const char* text); ///< quoted, or null
+std::string ToText(std::nullptr_t);
 std::string ToText(const std::string& text);
 std::string ToText(Bytes bytes);
 std::string ToText(bool value);
 std::string ToText(unsigned char byte); ///< as 0x06
+std::string ToText(const settings::Value& value);
 
 template <typename Number>
 requires(std::is_integral_v<Number> || std::is_enum_v<Number>) std::string ToText(Number value)
@@ -36,13 +41,6 @@ requires(std::is_integral_v<Number> || std::is_enum_v<Number>) std::string ToTex
 }
 
 /// `name(first, second)`
-template <typename... Arguments>
-std::string CallText(const char* name, const Arguments&... arguments)
-{
-    std::string text = std::string(name) + "(";
-    [[maybe_unused]] bool first = true;
-    ((text += std::exchange(first, false) ? "" : ", ", text += ToText(arguments)), ...);
-    return text + ")";
-}
+std::string CallText(std::string_view name, const std::vector<std::string>& arguments);
 
 } // namespace sim

@@ -1,7 +1,9 @@
 #include "sim/Adapter.h"
 #include "sim/Call.h"
 #include "sim/Devices.h"
+#include "sim/Side.h"
 #include "sim/Slot.h"
+#include "sim/Tape.h"
 #include "sim/Television.h"
 #include "sim/Text.h"
 
@@ -18,6 +20,18 @@
 
 using sim::Call;
 using sim::Television;
+
+namespace {
+
+/// Hands the service one record of a list. \return whether it wants the next
+template <typename Callback, typename Record>
+bool Tells(Callback callback, Record* record, void* userData)
+{
+    const sim::Runs runs(sim::Side::Service);
+    return callback(record, userData);
+}
+
+} // namespace
 
 int bt_product_init(void)
 {
@@ -171,20 +185,23 @@ int bt_adapter_unregister_headless_device(const char* address)
 
 int bt_adapter_foreach_headless_device_info(bt_adapter_headless_device_info_cb callback, void* user_data)
 {
-    const int result = Call(__func__).Begins(callback);
+    Call call(__func__);
+    const int result = call.Begins(callback);
     if (result != 0) {
         return result;
     }
+    const sim::Tape::Scope lists = call.GoesOn();
     if (Call::Tv().adapter.listsNullRecords) {
         bt_adapter_headless_dev_info_s withoutAddress = {nullptr};
-        if (!callback(nullptr, user_data) || !callback(&withoutAddress, user_data)) {
+        if (!Tells(callback, static_cast<bt_adapter_headless_dev_info_s*>(nullptr), user_data) ||
+            !Tells(callback, &withoutAddress, user_data)) {
             return result;
         }
     }
     // A copy: the service may unregister devices while they are listed.
     for (std::string address : std::set<std::string>(Call::Tv().adapter.headlessDevices)) {
         bt_adapter_headless_dev_info_s info = {address.data()};
-        if (!callback(&info, user_data)) {
+        if (!Tells(callback, &info, user_data)) {
             break;
         }
     }
@@ -193,15 +210,18 @@ int bt_adapter_foreach_headless_device_info(bt_adapter_headless_device_info_cb c
 
 int bt_adapter_foreach_bonded_device(bt_adapter_bonded_device_cb callback, void* user_data)
 {
-    const int result = Call(__func__).Begins(callback);
+    Call call(__func__);
+    const int result = call.Begins(callback);
     if (result != 0) {
         return result;
     }
+    const sim::Tape::Scope lists = call.GoesOn();
     // A copy: the service may remove bonds while they are listed.
     const sim::Devices& devices = Call::Tv().devices;
     for (const sim::Device& device : devices.Bonded()) {
         sim::DeviceRecord record(device);
-        if (!callback(device.hasRecord ? record.Get() : nullptr, devices.listsWithoutUserData ? nullptr : user_data)) {
+        if (!Tells(callback, device.hasRecord ? record.Get() : nullptr,
+                   devices.listsWithoutUserData ? nullptr : user_data)) {
             break;
         }
     }

@@ -1,4 +1,5 @@
 #include "sim/Failures.h"
+#include "sim/Side.h"
 #include "sim/Tape.h"
 #include "sim/Television.h"
 
@@ -47,6 +48,7 @@ void TakeApart(sim::Entry& entry, const char* format, va_list arguments)
 
 int __dlog_print(int log_id, int priority, const char* tag, const char* format, ...)
 {
+    const sim::Runs runs(sim::Side::Television);
     sim::Television& tv = sim::Television::Current();
     if (const std::optional<int> failure = tv.failures.Take(__func__)) {
         return *failure;

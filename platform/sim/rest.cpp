@@ -3,8 +3,10 @@
 #include "sim/Failures.h"
 #include "sim/Kpi.h"
 #include "sim/Queue.h"
+#include "sim/Side.h"
 #include "sim/Tape.h"
 #include "sim/Television.h"
+#include "sim/Text.h"
 
 #include <kpi_logger.h>
 #include <lwipc.h>
@@ -14,7 +16,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 using sim::Call;
@@ -52,17 +53,23 @@ CLogger* CLogger::GetInstance()
     return &logger;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the platform's engineers declare it with texts of its own.
 int CLogger::AddEventLogAsync(std::string category, std::string name, std::string code, std::string description,
                               void (*callback)(int result, void* userData), void* userData)
 {
+    const sim::Runs runs(sim::Side::Television);
     Television& tv = Television::Current();
     const std::optional<int> failure = tv.failures.Take(__func__);
     if (failure) {
         return *failure;
     }
-    tv.tape.Record({.kind = sim::Kind::Kpi, .text = category + " " + name + " " + code + " " + description});
-    tv.kpi.events.push_back({std::move(category), std::move(name), std::move(code), std::move(description),
-                             callback != nullptr || userData != nullptr});
+    const sim::Tape::Scope handles = tv.tape.Begin(
+        {.kind = sim::Kind::Kpi,
+         .text = category + " " + name + " " + code + " " + description,
+         .function = __func__,
+         .arguments = {sim::ToText(category), sim::ToText(name), sim::ToText(code), sim::ToText(description)}});
+    ++tv.kpi.events;
+    tv.kpi.wantingAnswers += callback != nullptr || userData != nullptr ? 1 : 0;
     if (callback != nullptr) {
         tv.queue.Post([=] { callback(0, userData); });
     }

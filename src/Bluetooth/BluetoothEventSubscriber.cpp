@@ -96,7 +96,7 @@ void CBluetoothEventSubscriber::registerConnectionCallbacks()
 
 void CBluetoothEventSubscriber::registerAvrcpCallbacks()
 {
-    // NOLINTBEGIN(bugprone-lambda-function-name): as above.
+    // NOLINTBEGIN(bugprone-lambda-function-name): the log names these lambdas "operator()", too.
     bt_avrcp_control_initialize(
         [](bool connected, const char* address, void* userData) {
             auto* subscriber = Living<CBluetoothEventSubscriber>::Find(userData);

@@ -82,9 +82,9 @@ public:
     static void HalvoUpdateCb(GObject* source, GAsyncResult* result, gpointer userData);
 
 private:
-    GDBusConnection* m_connection;
+    GDBusConnection* m_connection = nullptr;
     std::uint32_t m_ownerId;
-    bool m_flag;
+    [[maybe_unused]] bool m_flag = false;
     std::function<void(int)> m_easyPairingCallback;
     /// Answers of the update manager and signals may come when the client is gone.
     Living<CDbusClient> m_living{this};

@@ -21,7 +21,7 @@ namespace {
 
 constexpr unsigned int kPeriodSeconds = 10;
 constexpr unsigned char kCommandIrKeyCode = 0x24;
-constexpr int kMaxRetries = 2;
+constexpr int kMaxIrRetries = 2;
 
 } // namespace
 
@@ -71,7 +71,7 @@ bool CSmartRcEventHandler::SendIrKeyCodeCommand() const
         const std::array<unsigned char, 2> data = {kCommandIrKeyCode, keyCode};
         const int result = bt_hid_send_rc_command(m_smartRcAddress.c_str(), data.data(), static_cast<int>(data.size()));
         LOGI("bt_hid_send_rc_command(0x%x, 0x%x) : [%d]", data[0], data[1], result);
-        if (count > kMaxRetries) {
+        if (count > kMaxIrRetries) {
             LOGI("retry count : %d", count);
             count = 0;
             return false;

@@ -17,8 +17,8 @@
 namespace {
 
 constexpr int kUseModeShop = 1;
-constexpr unsigned int kRetryPeriodMs = 200;
-constexpr int kMaxRetries = 5;
+constexpr unsigned int kShopModeRetryPeriodMs = 200;
+constexpr int kMaxShopModeRetries = 5;
 
 void Destroy(ShopModeData* data)
 {
@@ -70,7 +70,7 @@ void CSmartRcEventHandler::SendShopMode(ShopModeDataPtr shopModeData) const
     const int result = Send(*shopModeData);
     if (result != BT_ERROR_NONE) {
         LOGE("Sending shop mode command failed = %s", Util::CommonUtil::ERR_STR(result));
-        g_timeout_add(kRetryPeriodMs, RetryTimerSendShopMode, shopModeData.release());
+        g_timeout_add(kShopModeRetryPeriodMs, RetryTimerSendShopMode, shopModeData.release());
         return;
     }
     const auto& [address, deviceType, command] = *shopModeData;
@@ -84,7 +84,7 @@ int CSmartRcEventHandler::RetryTimerSendShopMode(void* userData)
     static int cnt = 0;
     RETURN_IF_NULL(userData, "userData is NULL", G_SOURCE_REMOVE);
     auto* data = static_cast<ShopModeData*>(userData);
-    if (Send(*data) != BT_ERROR_NONE && cnt < kMaxRetries) {
+    if (Send(*data) != BT_ERROR_NONE && cnt < kMaxShopModeRetries) {
         ++cnt;
         LOGW("bt_hid_send_device_command failed try again, try count: %d", cnt);
         return G_SOURCE_CONTINUE;

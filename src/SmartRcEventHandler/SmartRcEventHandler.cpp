@@ -12,11 +12,6 @@
 #include <utility>
 
 CSmartRcEventHandler::CSmartRcEventHandler()
-    : m_smartRcFirstBattery(false),
-      m_halvoWheelFirstBattery(false),
-      m_ambiLightTimerId(0),
-      m_useModeTimerId(0),
-      m_irKeyCodeTimerId(0)
 {
     API_TRACE();
 }

@@ -214,13 +214,13 @@ private:
     void JudgeBattery(Remote_Control_Device_Type type, int battery) const;
 
     std::shared_ptr<CDbusClient> m_dbusClient;
-    bool m_smartRcFirstBattery;
-    bool m_halvoWheelFirstBattery;
+    bool m_smartRcFirstBattery = false;
+    bool m_halvoWheelFirstBattery = false;
     std::string m_smartRcAddress;
     std::string m_halvoWheelAddress;
-    unsigned int m_ambiLightTimerId;
+    unsigned int m_ambiLightTimerId = 0;
     std::list<AmbiLightStruct> m_ambiLightList;
-    unsigned int m_useModeTimerId;
-    unsigned int m_irKeyCodeTimerId;
+    unsigned int m_useModeTimerId = 0;
+    unsigned int m_irKeyCodeTimerId = 0;
     Living<CSmartRcEventHandler> m_living{this};
 };

@@ -76,7 +76,7 @@ void ReleaseLoop(gpointer loop)
 
 } // namespace
 
-StopHook::StopHook(GMainLoop* loop) : m_eventFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), m_source(0)
+StopHook::StopHook(GMainLoop* loop) : m_eventFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
     if (m_eventFd < 0) {
         LOGE("SIGTERM and SIGINT end the process without a stop in order: %s", g_strerror(errno));

@@ -19,5 +19,5 @@ public:
 
 private:
     int m_eventFd; ///< -1 when there was none to be had
-    unsigned int m_source;
+    unsigned int m_source = 0;
 };

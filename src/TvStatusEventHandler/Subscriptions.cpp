@@ -16,13 +16,13 @@ namespace {
 
 /// Deinit names functions of its own, which were never subscribed, so the subscriptions last as long as the process. A
 /// notice that comes when the handler is gone is logged and dropped.
-enum class NamedBy
+enum class SubscriptionsNamedBy
 {
     Init,
     Deinit
 };
 
-template <NamedBy, auto Handler, typename Argument>
+template <SubscriptionsNamedBy, auto Handler, typename Argument>
 int Forward(Argument argument, void* userData)
 {
     CTvStatusEventHandler* handler = Living<CTvStatusEventHandler>::Find(userData);
@@ -30,7 +30,7 @@ int Forward(Argument argument, void* userData)
     return (handler->*Handler)(argument);
 }
 
-template <NamedBy By>
+template <SubscriptionsNamedBy By>
 struct Forwarders
 {
     static constexpr device_power_poweroff_cb kAmbientPowerOff =
@@ -61,7 +61,7 @@ void CTvStatusEventHandler::Init(std::shared_ptr<CDbusClient> dbusClient,
     m_dbusClient = std::move(dbusClient);
     m_smartRcHandler = std::move(smartRcHandler);
 
-    using Mine = Forwarders<NamedBy::Init>;
+    using Mine = Forwarders<SubscriptionsNamedBy::Init>;
     device_power_subscribe_ambient_poweroff(Mine::kAmbientPowerOff, this);
     device_power_subscribe_poweroff_event(Mine::kPowerOff, this);
     device_power_subscribe_post_poweroff_event(Mine::kPostPowerOff, this);
@@ -78,7 +78,7 @@ void CTvStatusEventHandler::Init(std::shared_ptr<CDbusClient> dbusClient,
 void CTvStatusEventHandler::Deinit()
 {
     LOGI("Unregister Tv Status Event callbacks");
-    using Mine = Forwarders<NamedBy::Deinit>;
+    using Mine = Forwarders<SubscriptionsNamedBy::Deinit>;
     device_power_unsubscribe_ambient_poweroff(Mine::kAmbientPowerOff);
     device_power_unsubscribe_poweroff_event(Mine::kPowerOff);
     device_power_unsubscribe_post_poweroff_event(Mine::kPostPowerOff);

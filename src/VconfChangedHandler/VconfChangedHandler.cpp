@@ -18,13 +18,13 @@ namespace {
 
 /// Deinit names functions of its own, which were never registered, so the watches last as long as the process. A notice
 /// that comes when the handler is gone is logged and dropped.
-enum class NamedBy
+enum class WatchesNamedBy
 {
     Init,
     Deinit
 };
 
-template <NamedBy, auto Handler>
+template <WatchesNamedBy, auto Handler>
 void Forward(keynode_t* keyNode, void* userData)
 {
     const CVconfChangedHandler* handler = Living<CVconfChangedHandler>::Find(userData);
@@ -38,7 +38,7 @@ struct Watch
     vconf_callback_fn forwarder;
 };
 
-template <NamedBy By>
+template <WatchesNamedBy By>
 constexpr std::array<Watch, 5> kWatches = {{
     {"db/org.vantor.bleapp/added_mobile_keylist",
      Forward<By, &CVconfChangedHandler::OnAutoOnOffMobileListVconfKeyChanged>},
@@ -54,14 +54,14 @@ constexpr std::array<Watch, 5> kWatches = {{
 void CVconfChangedHandler::Init(std::shared_ptr<CDbusClient> dbusClient)
 {
     m_dbusClient = std::move(dbusClient);
-    for (const Watch& watch : kWatches<NamedBy::Init>) {
+    for (const Watch& watch : kWatches<WatchesNamedBy::Init>) {
         vconf_notify_key_changed(watch.key, watch.forwarder, this);
     }
 }
 
 void CVconfChangedHandler::Deinit()
 {
-    for (const Watch& watch : kWatches<NamedBy::Deinit>) {
+    for (const Watch& watch : kWatches<WatchesNamedBy::Deinit>) {
         vconf_ignore_key_changed(watch.key, watch.forwarder);
     }
 }

@@ -7,8 +7,9 @@ import unittest
 sys.path.insert(0, os.environ['RUNNER'])
 sys.dont_write_bytecode = True
 
-import main  # noqa: E402
-import table  # noqa: E402
+import instructions  # noqa: E402: its folder is on the path only now
+import main  # noqa: E402: its folder is on the path only now
+import table  # noqa: E402: its folder is on the path only now
 
 
 def ratios(*services, limit=1.25, gate=True):
@@ -48,6 +49,21 @@ class Table(unittest.TestCase):
         lines = table.render([ratios(100), ratios(12345)]).splitlines()
         self.assertEqual(len(lines), 3)
         self.assertEqual(lines[1].index('PASS'), lines[2].index('over'))
+
+    def testEachKindOfEventHasARowWithItsOwnRounds(self):
+        rounds = [[(100, 105), (200, 220), (300, 300)], [(100, 107), (200, 222), (300, 303)]]
+        rows = instructions.event_rows(rounds, 'of', 1.10)
+        self.assertEqual([row.name for row in rows],
+                         ['of battery report', 'of change to standby', 'of A2DP connection'])
+        self.assertEqual([[round(value, 6) for value in row.values] for row in rows],
+                         [[1.05, 1.07], [1.1, 1.11], [1.0, 1.01]])
+        self.assertEqual([row.is_over for row in rows], [False, True, False])
+        self.assertTrue(all(row.gate for row in rows))
+
+    def testMemoryThatGrewByAPageIsOverItsLimit(self):
+        self.assertFalse(counts(0).is_over)
+        self.assertFalse(counts(-4).is_over)
+        self.assertTrue(counts(4).is_over)
 
     def testAGateOverItsLimitFails(self):
         self.assertEqual(main.exit_status([ratios(100), ratios(126)]), 1)

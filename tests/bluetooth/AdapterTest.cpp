@@ -600,6 +600,20 @@ TEST_F(Adapter, DeinitDoesItsStepsInOrder)
     EXPECT_EQ(smartRc.use_count(), 1);
 }
 
+TEST_F(Adapter, WhatTheAdapterSaysDuringDeinitFindsNeitherBusNorRemotes)
+{
+    StartsAndSettles();
+    std::vector<long> users;
+    tv.tape.SetSink([&](const sim::Entry& entry) {
+        if (entry.text.starts_with("bt_adapter_unset_state_changed_cb")) {
+            users = {dbus.use_count(), smartRc.use_count()};
+        }
+    });
+    handler->Deinit();
+
+    EXPECT_THAT(users, ElementsAre(1, 1));
+}
+
 TEST_F(Adapter, DeinitLeavesTheAdapterOn)
 {
     StartsAndSettles();

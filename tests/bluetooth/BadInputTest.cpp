@@ -33,8 +33,6 @@ using testing::SizeIs;
 
 namespace {
 
-constexpr const char* kHandsFreeFeature = "bluetooth.hfp_support";
-
 class BadInput : public BluetoothTest
 {
 protected:

@@ -19,6 +19,7 @@
 
 #include <bt_adapter.h>
 #include <bt_device.h>
+#include <bt_error.h>
 
 #include <array>
 #include <chrono>
@@ -35,6 +36,8 @@
 class BluetoothTest : public testing::Test
 {
 protected:
+    static constexpr int kFailed = BT_ERROR_OPERATION_FAILED;
+    static constexpr const char* kHandsFreeFeature = "bluetooth.hfp_support";
     static constexpr const char* kSpeaker = "AA:00:00:00:00:01";
     static constexpr const char* kPhone = "AA:00:00:00:00:02";
     static constexpr const char* kRemote = "AA:00:00:00:00:03";

@@ -30,9 +30,8 @@ using testing::SizeIs;
 
 namespace {
 
-constexpr int kFailed = -29359868;
 constexpr const char* kLastRoute = "db/vyrel/lastSoundRoute";
-constexpr const char* kResetSetting = "db/vyrel/reset";
+constexpr const char* kPendingReset = "db/vyrel/reset";
 
 constexpr const char* kCheckConnectedDevice = "connectionmanager.CheckConnectedDevice";
 constexpr const char* kLastSpeaker = "connectionmanager.LastConnectedBtSpk";
@@ -97,6 +96,7 @@ TEST_F(ConnectedDevices, ASpeakerAndAHandsFreeDeviceAtTheStartStartTheAgent)
     }
     EXPECT_THAT(Between("I a2dp source connected", "I HFP connected, AA:00:00:00:00:02"),
                 Contains(HasSubstr("method = CheckConnectedDevice")));
+    EXPECT_THAT(Between("I HFP connected, AA:00:00:00:00:02", "StartDaemon"), Not(IsEmpty()));
     EXPECT_THAT(Calls("bt_audio_disconnect"), IsEmpty());
 }
 
@@ -107,7 +107,8 @@ TEST_F(ConnectedDevices, AHandsFreeDeviceAloneAtTheStartIsDisconnected)
 
     EXPECT_THAT(Calls("bt_audio_disconnect"), ElementsAre("bt_audio_disconnect(\"AA:00:00:00:00:02\", 1) = 0"));
     EXPECT_THAT(Logs(), Contains("I a2dp source is not connected"));
-    EXPECT_THAT(Logs(), Contains("I HFP connected, AA:00:00:00:00:02"));
+    EXPECT_THAT(StepsAndLogsFrom("I HFP connected, AA:00:00:00:00:02", 2),
+                ElementsAre("I HFP connected, AA:00:00:00:00:02", "bt_audio_disconnect"));
     EXPECT_THAT(Received(), IsEmpty());
 }
 
@@ -141,6 +142,14 @@ TEST_F(ConnectedDevices, TheLastSpeakerIsAskedForAfterTenSeconds)
     EXPECT_EQ(Int(kLastRoute), 0);
     EXPECT_THAT(Between("vconf_set_int(\"db/vyrel/lastSoundRoute\", 0)", "method = LastConnectedBtSpk"),
                 Not(IsEmpty()));
+}
+
+TEST_F(ConnectedDevices, TheLastSpeakersTimerIsSetBeforeTheServiceIsReady)
+{
+    tv.settings.Writes(kLastRoute, 3);
+    Starts();
+
+    EXPECT_THAT(Between("timer 1: 10000 ms", "bt_adapter_set_app_ready(1)"), Not(IsEmpty()));
 }
 
 TEST_F(ConnectedDevices, TheLastSpeakerIsAskedForOnce)
@@ -338,7 +347,7 @@ TEST_F(ConnectedDevices, AResetRemovesAllBondsButTheRemotes)
     IsBonded({.address = kWheel, .name = "Wheel", .vendor = 0x04E8, .product = 0x2084});
     IsBonded({.address = kPhone, .name = std::nullopt});
     StartsAndSettles();
-    tv.settings.Writes(kResetSetting, 1);
+    tv.settings.Writes(kPendingReset, 1);
     Forget();
     AdapterReports(0, 1);
 
@@ -346,7 +355,7 @@ TEST_F(ConnectedDevices, AResetRemovesAllBondsButTheRemotes)
                                                              "bt_device_destroy_bond(\"AA:00:00:00:00:04\") = 0",
                                                              "bt_device_destroy_bond(\"AA:00:00:00:00:02\") = 0"));
     EXPECT_THAT(Received(), Contains("connectionmanager.DeleteDatabase").Times(1));
-    EXPECT_EQ(Int(kResetSetting), 0);
+    EXPECT_EQ(Int(kPendingReset), 0);
     EXPECT_THAT(StepsAndLogsFrom("vconf_set_int", 12),
                 ElementsAre("vconf_set_int", "E <Not error> Remove all paired devices",
                             "bt_adapter_foreach_bonded_device", "bt_device_get_remote_vid_pid",
@@ -358,18 +367,19 @@ TEST_F(ConnectedDevices, AResetRemovesAllBondsButTheRemotes)
 
 TEST_F(ConnectedDevices, AResetOfNoBondsStillDeletesTheDatabase)
 {
-    tv.settings.Writes(kResetSetting, -5);
+    tv.settings.Writes(kPendingReset, -5);
     AdapterIsOn();
     Starts();
 
     EXPECT_THAT(Received(), ElementsAre("connectionmanager.DeleteDatabase"));
     EXPECT_THAT(Between("method = DeleteDatabase", "E <Not error> Remove all paired devices, Done"), Not(IsEmpty()));
+    EXPECT_THAT(Logs(), Contains("E <Not error> Remove all paired devices, Done"));
 }
 
 TEST_F(ConnectedDevices, TheProductIdAloneDecidesWhatStays)
 {
     IsBonded({.address = kPhone, .name = "Other maker", .vendor = 0x1111, .product = 0x2075});
-    tv.settings.Writes(kResetSetting, 1);
+    tv.settings.Writes(kPendingReset, 1);
     AdapterIsOn();
     Starts();
 
@@ -380,7 +390,7 @@ TEST_F(ConnectedDevices, ABondWhoseIdsAreUnreadableIsRemoved)
 {
     IsBonded({.address = kRemote, .name = "Remote", .vendor = 0x04E8, .product = 0x2075});
     tv.Fails("bt_device_get_remote_vid_pid", kFailed);
-    tv.settings.Writes(kResetSetting, 1);
+    tv.settings.Writes(kPendingReset, 1);
     AdapterIsOn();
     Starts();
 
@@ -401,12 +411,12 @@ TEST_F(ConnectedDevices, WithoutAResetNoBondIsRemoved)
 
 TEST_F(ConnectedDevices, AnUnreadableResetIsNone)
 {
-    tv.settings.Writes(kResetSetting, "1");
+    tv.settings.Writes(kPendingReset, "1");
     AdapterIsOn();
     Starts();
 
     EXPECT_THAT(Logs(), Contains("E <Not error> Not reset case."));
-    EXPECT_EQ(Text(kResetSetting), "1");
+    EXPECT_EQ(Text(kPendingReset), "1");
 }
 
 TEST_F(ConnectedDevices, AResetSkipsRecordsThatSayTooLittle)
@@ -430,7 +440,7 @@ TEST_F(ConnectedDevices, AResetGoesOnPastListedDevicesThatSayTooLittle)
     IsBonded({.address = kSpeaker, .hasAddress = false});
     IsBonded({.address = kOtherSpeaker, .bonded = false});
     IsBonded({.address = kPhone});
-    tv.settings.Writes(kResetSetting, 1);
+    tv.settings.Writes(kPendingReset, 1);
     AdapterIsOn();
     Starts();
 
@@ -444,7 +454,7 @@ TEST_F(ConnectedDevices, AResetThatLostItsHandlerRemovesNothing)
     IsBonded({.address = kPhone});
     IsBonded({.address = kSpeaker});
     tv.devices.listsWithoutUserData = true;
-    tv.settings.Writes(kResetSetting, 1);
+    tv.settings.Writes(kPendingReset, 1);
     AdapterIsOn();
     Starts();
 
@@ -457,7 +467,7 @@ TEST_F(ConnectedDevices, AFailedRemovalGoesOnWithTheNext)
     IsBonded({.address = kSpeaker, .name = "Speaker"});
     IsBonded({.address = kPhone, .name = "Phone"});
     tv.Fails("bt_device_destroy_bond", kFailed);
-    tv.settings.Writes(kResetSetting, 1);
+    tv.settings.Writes(kPendingReset, 1);
     AdapterIsOn();
     Starts();
 
@@ -525,6 +535,26 @@ TEST_F(ConnectedDevices, EachKindOfConnectionHasItsServiceId)
         EXPECT_EQ(typeOf(), "25_wireless BT_DEV EV003 {type=0x02") << type;
         EXPECT_THAT(Logs(), Contains("I Add WirelessInfo [AA:00:00:00:00:02:0x02]"));
     }
+}
+
+TEST_F(ConnectedDevices, TheKindOfAConnectionIsNotedBeforeItsSignalStrengthIsAskedFor)
+{
+    IsBonded({.address = kPhone, .name = "Phone"});
+    StartsAndSettles();
+
+    const auto isNotedFirst = [this](const std::string& service) {
+        const std::string line = "I Add WirelessInfo [AA:00:00:00:00:02:" + service + "]";
+        EXPECT_THAT(StepsAndLogsFrom(line, 2), ElementsAre(line, "bt_device_get_rssi_strength"));
+    };
+    Forget();
+    GattReports(0, true, kPhone);
+    isNotedFirst("0x40");
+    Forget();
+    HidReports(0, true, kPhone);
+    isNotedFirst("0x08");
+    Forget();
+    AudioReports(0, true, kPhone, 1);
+    isNotedFirst("0x02");
 }
 
 TEST_F(ConnectedDevices, ANewerConnectionReplacesTheKindOfTheOlder)

@@ -22,8 +22,6 @@ using testing::SizeIs;
 
 namespace {
 
-constexpr int kFailed = -29359868;
-
 using DeviceQueries = BluetoothTest;
 
 std::string UtilityLine(const std::string& text)

@@ -25,9 +25,6 @@ using testing::Not;
 
 namespace {
 
-constexpr int kFailed = -29359868;
-constexpr const char* kHandsFreeFeature = "bluetooth.hfp_support";
-
 /// A subscriber of its own, with callbacks that write down what they are told.
 class Subscriber : public BluetoothTest
 {

@@ -57,6 +57,8 @@ class Line:
                 self.left += data
             except TimeoutError:
                 data = None
+            except ConnectionError:
+                data = b''
             if data == b'' or not self.lives():
                 raise Failed('the machine has gone off')
             if time.monotonic() > end:
@@ -64,7 +66,10 @@ class Line:
 
     def begin(self, **words):
         self.number += 1
-        self.plug.sendall(json.dumps({'number': self.number, **words}).encode() + b'\n')
+        try:
+            self.plug.sendall(json.dumps({'number': self.number, **words}).encode() + b'\n')
+        except ConnectionError:
+            raise Failed('the machine has gone off') from None
         return self.number
 
     def end(self, number, seconds):

@@ -20,7 +20,7 @@ import time
 import traceback
 
 HERE = pathlib.Path(__file__).resolve().parent
-sys.path[:0] = [str(HERE), str(HERE.parent / 'vm')]
+sys.path[:0] = [str(HERE), str(HERE.parent / 'vm'), str(HERE.parent / 'install')]
 import rights
 import walk
 from machines import MADE, TREE, Box, Failed, Peer
@@ -69,6 +69,7 @@ def run_suite(name, suite, scene):
             print('        ' + f'{type(error).__name__}: {error}'.replace('\n', '\n        '), flush=True)
             print(f'        {len(left)} cases after this one are left out')
             scene.tell()
+            scene.switch_off()
             return False
         print(f'   ok   {what} ({time.monotonic() - begun:.1f} s)', flush=True)
     return True
@@ -94,6 +95,15 @@ class Scene:
         except Failed as failed:
             said = f'{failed}'
         self.box.folder.joinpath('results/box.journal').write_text(said, encoding='utf-8')
+
+    def switch_off(self):
+        """As the next suite finds it, whatever state one that failed left it in."""
+        try:
+            self.box.root('poweroff', status=None)
+        except Failed:
+            pass # it may be off before it answers
+        if not self.box.machine.gone(120):
+            self.box.machine.end()
 
     def end(self):
         box = vars(self).get('box')

@@ -14,6 +14,7 @@ import subprocess
 import tempfile
 import wave
 
+import first_page
 from machines import MADE, TREE, Failed
 
 EXAMPLE = 'AA:BB:CC:DD:EE:02'
@@ -249,6 +250,12 @@ def test_each_look_shows_something(scene):
         'journalctl -t VYREL_KPI -o json --output-fields=KPI_CATEGORY,KPI_NAME,KPI_CODE,KPI_ITEM_SERVICE_ID')).out.split('\n')
         if line]
     check('the speaker is an event of usage', any(event.get('KPI_CODE') == 'EV003' for event in events), events)
+
+
+def test_who_looks_for_a_fault_sees_something_from_the_first_page_on(scene):
+    for command in first_page.commands(first_page.FAULT):
+        done = scene.box.type(command)
+        check(f'{command} says something', (done.out + done.error).strip() and 'No entries' not in done.out, done)
 
 
 def test_what_is_told_can_be_watched(scene):

@@ -24,7 +24,7 @@ class CheckIncludes(unittest.TestCase):
         self.build = self.top / 'build'
         self.build.mkdir()
         (self.top / 'tools').mkdir()
-        for name in ('check-includes', 'check-includes.imp'):
+        for name in ('check-includes', 'check-includes.imp', 'compile_commands.py'):
             shutil.copy(TOOLS / name, self.top / 'tools')
         self.write('src/Parts.h', PARTS)
 
@@ -36,9 +36,25 @@ class CheckIncludes(unittest.TestCase):
         """Keywords are the stems of the sources."""
         for stem, text in sources.items():
             self.write(f'src/{stem}.cpp', text)
-        commands = [{'directory': str(self.build), 'file': str(self.top / 'src' / f'{stem}.cpp'),
-                     'command': f'clang++-14 -std=c++20 -c {self.top}/src/{stem}.cpp'} for stem in sources]
+        self.compiles(*(self.top / 'src' / f'{stem}.cpp' for stem in sources))
+        return self.run_it()
+
+    def check_as_one(self, **sources):
+        """The same of sources that are compiled as one."""
+        for stem, text in sources.items():
+            self.write(f'src/{stem}.cpp', text)
+        (self.build / 'Unity').mkdir()
+        unity = self.build / 'Unity' / 'unity_0_cxx.cxx'
+        unity.write_text(''.join(f'#include "{self.top}/src/{stem}.cpp"\n' for stem in sources), encoding='utf-8')
+        self.compiles(unity)
+        return self.run_it()
+
+    def compiles(self, *files):
+        commands = [{'directory': str(self.build), 'file': str(file), 'command': f'clang++-14 -std=c++20 -c {file}'}
+                    for file in files]
         (self.build / 'compile_commands.json').write_text(json.dumps(commands), encoding='utf-8')
+
+    def run_it(self):
         for words in (['init', '--quiet'], ['add', 'src']):
             subprocess.run(['git', '-C', self.top, *words], check=True)
         return subprocess.run([sys.executable, self.top / 'tools' / 'check-includes', self.build],
@@ -59,6 +75,19 @@ class CheckIncludes(unittest.TestCase):
         own = '#include "Leans.h"\n\nstd::string Name()\n{\n    return "set";\n}\n'
         self.assertSays(self.check(Leans=own), 1, 'src/Leans.h: #include <string>  // string',
                         '1 sources looked at, 1 includes missing')
+
+    def testOfSourcesThatAreCompiledAsOneTheOneThatLeansIsNamed(self):
+        other = LEANS.replace('Name()', 'Other()')
+        self.assertSays(self.check_as_one(Names=NAMES_ALL, Leans=other), 1,
+                        'src/Leans.cpp: #include <string>  // string', '2 sources looked at, 1 includes missing')
+
+    def testWhatCannotBeCompiledAsOneIsLookedAtAlone(self):
+        self.assertSays(self.check_as_one(Names=NAMES_ALL, Leans=LEANS), 1,
+                        'src/Leans.cpp: #include <string>  // string', '2 sources looked at, 1 includes missing')
+
+    def testAnIncludeThatStandsTwiceIsNamed(self):
+        self.assertSays(self.check(Names='#include <string>\n' + NAMES_ALL), 1,
+                        'src/Names.cpp: #include <string>  // twice', '1 sources looked at, 1 includes missing')
 
     def testAnIncludeTooManyIsNoMatter(self):
         self.assertSays(self.check(Names='#include <vector>\n' + NAMES_ALL), 0,

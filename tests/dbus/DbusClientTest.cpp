@@ -229,14 +229,15 @@ class DbusClientRefuses : public DbusClient, public ::testing::WithParamInterfac
 
 TEST_P(DbusClientRefuses, WhatTheBusWouldNotTake)
 {
+    constexpr const char* kRefusedLine = "E GDbus error : invalid name, path, interface, method or body";
     const Refused& refused = GetParam();
     EXPECT_EQ(m_client->SendDbusMethodSync(refused.name, refused.path, refused.interface, refused.member,
                                            g_variant_new("(s)", "body"), 5000),
               nullptr);
-    EXPECT_THAT(m_tv.tape.Messages(), ElementsAre(StartsWith("I name = "), StartsWith("E GDbus error : ")));
+    EXPECT_THAT(m_tv.tape.Messages(), ElementsAre(StartsWith("I name = "), kRefusedLine));
     m_tv.tape.Clear();
     m_client->SendDbusMethod(refused.name, refused.path, refused.interface, refused.member, nullptr);
-    EXPECT_THAT(m_tv.tape.Messages(), ElementsAre(StartsWith("E GDbus error : "), StartsWith("I name = ")));
+    EXPECT_THAT(m_tv.tape.Messages(), ElementsAre(kRefusedLine, StartsWith("I name = ")));
     m_tv.tape.Clear();
     EXPECT_TRUE(m_client->SendDbusSignal(refused.name, refused.path, refused.interface, refused.member, nullptr));
     EXPECT_THAT(m_tv.tape.Messages(), ElementsAre(StartsWith("I name = "), "E g_dbus_connection_emit_signal = failed"));

@@ -48,10 +48,10 @@ TEST(MainLoopTest, IteratesUntilItIsDone)
 
 TEST(MainLoopTest, GivesUpAtTheDeadlineAndNotBefore)
 {
-    constexpr auto kShort = std::chrono::milliseconds(30);
+    constexpr auto kDeadline = std::chrono::milliseconds(30);
     const auto begin = RealTime::Now();
-    EXPECT_FALSE(IterateUntil([] { return false; }, kShort));
-    EXPECT_GE(RealTime::Now() - begin, kShort);
+    EXPECT_FALSE(IterateUntil([] { return false; }, kDeadline));
+    EXPECT_GE(RealTime::Now() - begin, kDeadline);
 }
 
 TEST(MainLoopTest, TheDeadlineHoldsAlsoInALoopThatIsNeverIdle)

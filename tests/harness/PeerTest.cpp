@@ -49,6 +49,15 @@ TEST_F(PeerTest, OwnsItsNameAtOnce)
     EXPECT_EQ(peer.BusName(), SharedBus::kName);
 }
 
+TEST_F(PeerTest, OwnsFurtherNamesUntilItVanishes)
+{
+    peer.OwnsToo("org.example.Other");
+    EXPECT_THROW(Peer("org.example.Other"), std::runtime_error);
+    EXPECT_THROW(peer.OwnsToo("no name"), std::runtime_error);
+    peer.Vanishes();
+    EXPECT_NO_THROW(Peer("org.example.Other"));
+}
+
 TEST_F(PeerTest, DoesNotShareItsName)
 {
     EXPECT_THROW(const Peer other(SharedBus::kName), std::runtime_error);
@@ -130,6 +139,42 @@ TEST_F(PeerTest, StallsUntilItIsReleased)
     ASSERT_TRUE(IterateUntil([&] { return reply.has_value(); }));
     EXPECT_EQ(*reply, "(1,)");
     EXPECT_EQ(service.CallSync("Chip"), "(1,)");
+}
+
+TEST_F(PeerTest, StallsEverythingAndReleasesTheOldestFirst)
+{
+    peer.Answers("Chip", g_variant_new("(i)", 1));
+    peer.StallsEverything();
+    std::optional<std::string> chip;
+    std::optional<std::string> wheel;
+    service.CallAsync("Chip", chip);
+    service.CallAsync("Wheel", wheel);
+    ASSERT_TRUE(peer.WaitForMessages(2));
+    EXPECT_EQ(peer.StalledCalls(), 2U);
+    peer.ReleasesOldest();
+    ASSERT_TRUE(IterateUntil([&] { return chip.has_value(); }));
+    EXPECT_EQ(*chip, "(1,)");
+    EXPECT_EQ(wheel, std::nullopt);
+    peer.AnswersEverything();
+    ASSERT_TRUE(IterateUntil([&] { return wheel.has_value(); }));
+    EXPECT_EQ(*wheel, "empty");
+    EXPECT_EQ(peer.StalledCalls(), 0U);
+    peer.ReleasesOldest(); // there is none
+    EXPECT_EQ(service.CallSync("Chip"), "(1,)");
+}
+
+TEST_F(PeerTest, AnswersTheNextCallOfAMemberAlsoWhileEverythingIsStalled)
+{
+    peer.StallsEverything();
+    peer.AnswersNext("Chip");
+    EXPECT_EQ(service.CallSync("Chip"), "empty");
+    std::optional<std::string> reply;
+    service.CallAsync("Chip", reply);
+    ASSERT_TRUE(peer.WaitForMessages(2));
+    EXPECT_EQ(peer.StalledCalls(), 1U);
+    EXPECT_EQ(reply, std::nullopt);
+    peer.AnswersEverything();
+    ASSERT_TRUE(IterateUntil([&] { return reply.has_value(); }));
 }
 
 TEST_F(PeerTest, ReleasesOneMemberAndKeepsTheOthers)
@@ -280,6 +325,18 @@ TEST_F(PeerTest, ReportsWhatItsCheckFinds)
     ASSERT_TRUE(strict.WaitForMessages(2));
     strict.Clear();
     EXPECT_THAT(strict.Violations(), ElementsAre("bad manners"));
+    EXPECT_THAT(strict.TakeViolations(), ElementsAre("bad manners"));
+    EXPECT_THAT(strict.TakeViolations(), IsEmpty());
+}
+
+TEST_F(PeerTest, CountsWhatItHasReceivedWhateverIsForgotten)
+{
+    EXPECT_EQ(peer.Received(), 0U);
+    service.Signal(SharedBus::kName, "First");
+    service.Signal(SharedBus::kName, "Second");
+    ASSERT_TRUE(peer.WaitForMessages(2));
+    peer.Clear();
+    EXPECT_EQ(peer.Received(), 2U);
 }
 
 TEST_F(PeerTest, SeveralPeersKeepApart)

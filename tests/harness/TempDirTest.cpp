@@ -2,6 +2,7 @@
 
 #include "support/Child.h"
 #include "support/ChildProcess.h"
+#include "support/MainLoop.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -27,6 +29,7 @@ using support::ChildProcess;
 using support::Exited;
 using support::KilledBy;
 using support::TempDir;
+using namespace std::chrono_literals;
 
 TEST(TempDirTest, IsFreshAndEmpty)
 {
@@ -139,6 +142,42 @@ TEST_P(DeadlySignal, RemovesTheFoldersOfItsProcessAndStillEndsIt)
 
 INSTANTIATE_TEST_SUITE_P(TempDirTest, DeadlySignal,
                          ::testing::Values(SIGHUP, SIGINT, SIGTERM, SIGPIPE, SIGABRT, SIGTRAP),
+                         [](const auto& param) { return std::string(::sigabbrev_np(param.param)); });
+
+/// Writes into a folder all the time, in a fork of its own, and says which.
+int WriteInAFork()
+{
+    const TempDir dir;
+    Child writer = Child::Fork([&] {
+        for (int i = 0;; ++i) {
+            const std::filesystem::path inner = dir.Path() / std::to_string(i);
+            std::filesystem::create_directory(inner);
+            std::ofstream(inner / "file") << "content";
+            if (i == 0) {
+                std::printf("%s\n", dir.Path().c_str());
+                std::fflush(stdout);
+            }
+        }
+        return 0;
+    });
+    writer.Wait();
+    return 0;
+}
+
+class Killed : public ::testing::TestWithParam<int>
+{};
+
+TEST_P(Killed, AProcessLeavesNoFolderAlsoWhereAForkOfItStillWrites)
+{
+    ChildProcess child(WriteInAFork);
+    ASSERT_TRUE(child.WaitForOutput("\n"));
+    child.Send(GetParam());
+    EXPECT_EQ(child.WaitForEnd(), KilledBy(GetParam()));
+    const std::string path = child.Output().substr(0, child.Output().find('\n'));
+    EXPECT_TRUE(support::IterateUntil([&] { return !std::filesystem::exists(path); }, 30s)) << path;
+}
+
+INSTANTIATE_TEST_SUITE_P(TempDirTest, Killed, ::testing::Values(SIGKILL, SIGTERM, SIGINT),
                          [](const auto& param) { return std::string(::sigabbrev_np(param.param)); });
 
 TEST(TempDirTest, ASignalThatIsIgnoredStaysSo)

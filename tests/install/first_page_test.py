@@ -1,38 +1,26 @@
-"""The page on which each reader begins: what it refers to is there, and its commands stand in what runs them."""
+"""The page on which each reader begins: what it refers to is there, and its commands are run."""
 
 import os
 import pathlib
 import re
+import sys
 import unittest
 
+import first_page
+
 SOURCE = pathlib.Path(os.environ['SOURCE'])
+sys.path.insert(0, str(SOURCE / 'tests' / 'documents'))
+import tables  # noqa: E402: its folder is on the path only now
+
 DOCS = SOURCE / 'docs'
 
-# What runs a command of the page: a file, and the words in it that do.
+# What runs the commands of each part: a file, and the words in it that do.
 RUN_BY = {
-    'cmake --preset release': ('bench', 'cmake --preset release'),
-    'cmake --build --preset release': ('bench', 'cmake --build --preset release'),
-    'DESTDIR=/tmp/set cmake --install build/release': ('debian/rules', 'cmake --install'),
-    'sudo apt-get install ./vyrel-lite_0.1.0_amd64.deb': ('tests/package/run.py', "'apt-get', 'install'"),
-    'vyrel-ctl status': ('tests/package/run.py', "'vyrel-ctl', 'status'"),
-    './run': ('tests/demo', 'vyrel-demo'),
-    './test': ('.ci/run', './test'),
-    'sudo vyrel-ctl watch --count 1 --timeout 1': ('tests/people/CtlTest.cpp', '"watch"'),
-    'vyrel-settings list db/vyrel/': ('tests/settings/CommandTest.cpp', '"list"'),
-    'systemctl status vyrel-lite': ('tests/box/walk.py', 'systemctl status vyrel-lite'),
-    'journalctl -u vyrel-lite -b': ('tests/box/walk.py', 'journalctl -u vyrel-lite'),
+    first_page.SHIP: ('tests/package/run.py', 'first_page.commands(first_page.SHIP)'),
+    first_page.BOX: ('tests/package/run.py', 'first_page.commands(first_page.BOX)'),
+    first_page.WORK: ('.ci/run', './test'),
+    first_page.FAULT: ('tests/box/walk.py', 'first_page.commands(first_page.FAULT)'),
 }
-
-
-def words_of(place):
-    path = SOURCE / place
-    files = [path] if path.is_file() else sorted(file for file in path.rglob('*') if file.is_file())
-    return '\n'.join(file.read_text(encoding='utf-8', errors='replace') for file in files)
-
-
-def anchors(text):
-    """Of a page's headings, as they are linked to."""
-    return {re.sub(r'[^\w\- ]', '', heading.lower()).replace(' ', '-') for heading in re.findall(r'^#+ (.*)$', text, re.M)}
 
 
 class FirstPage(unittest.TestCase):
@@ -40,8 +28,7 @@ class FirstPage(unittest.TestCase):
         self.text = (DOCS / 'README.md').read_text(encoding='utf-8')
 
     def testEachReaderIsThere(self):
-        self.assertEqual(re.findall(r'^## (.*)$', self.text, re.M),
-                         ['You ship it on a set', 'You run it on a box', 'You work on it', 'You look for a fault'])
+        self.assertEqual(list(first_page.sections(self.text)), list(RUN_BY))
 
     def testWhatItRefersToIsThere(self):
         links = re.findall(r'\]\(([^)]+)\)', self.text)
@@ -50,13 +37,18 @@ class FirstPage(unittest.TestCase):
             path, _, anchor = link.partition('#')
             self.assertTrue((DOCS / path).exists(), link)
             if anchor:
-                self.assertIn(anchor, anchors((DOCS / path).read_text(encoding='utf-8')), link)
+                self.assertIn(anchor, tables.anchors((DOCS / path).read_text(encoding='utf-8')), link)
 
-    def testEachCommandStandsInWhatRunsIt(self):
-        commands = re.findall(r'^    (\S.*)$', self.text, re.M)
-        self.assertEqual(sorted(set(commands)), sorted(RUN_BY))
-        for command, (place, words) in RUN_BY.items():
-            self.assertIn(words, words_of(place), command)
+    def testEachPartsCommandsAreRun(self):
+        for reader, (place, words) in RUN_BY.items():
+            self.assertIn(words, (SOURCE / place).read_text(encoding='utf-8'), reader)
+
+    def testWhoWorksOnItNeedsTwoCommands(self):
+        self.assertEqual(first_page.commands(first_page.WORK), ['./run', './test'])
+
+    def testCommandsAreTakenAsTheyStand(self):
+        text = 'before\n\n    not this\n\n## A reader\n\nWords.\n\n    one --two  three\n    four\n\n## Another\n\n    five\n'
+        self.assertEqual(first_page.commands('A reader', text), ['one --two  three', 'four'])
 
 
 if __name__ == '__main__':

@@ -159,6 +159,10 @@ class Install(unittest.TestCase):
             self.assertFalse({'Wants', 'BindsTo', 'Requisite', 'PartOf'} & set(settings), unit)
             self.assertIn('dbus.socket', settings['After'])
 
+    def testTheCompanionStartsBesideTheServiceSoThatItMissesNoneOfItsWords(self):
+        waited_for = self.unit('vyrel-companion.service')['After'].split()
+        self.assertEqual(waited_for, ['dbus.socket'])
+
     def testSystemdTakesTheUnits(self):
         # The programs are looked for, and lie elsewhere than they do on the box.
         for unit in UNITS:

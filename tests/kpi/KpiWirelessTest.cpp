@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kBleFeature = "ble_support";
 constexpr const char* kUnknownCode = "I Type doesn't matched cancel sending kpi";
-constexpr const char* kRefused = "E Invalid kpi info is saved so do not send kpi data to server";
+constexpr const char* kRefusedEvent = "E Invalid kpi info is saved so do not send kpi data to server";
 
 class KpiWirelessTest : public KpiTest
 {
@@ -99,7 +99,7 @@ TEST_F(KpiWirelessTest, AnUnknownCodeIsNotSent)
     Send("BT_DEV", "EV006", Device("A", "B", 1, 1, false));
 
     EXPECT_THAT(Events(), IsEmpty());
-    EXPECT_THAT(Logs(), ElementsAre(kUnknownCode, kRefused));
+    EXPECT_THAT(Logs(), ElementsAre(kUnknownCode, kRefusedEvent));
 }
 
 TEST_F(KpiWirelessTest, APayloadOfAnotherTypeIsNotSent)

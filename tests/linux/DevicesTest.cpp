@@ -696,7 +696,7 @@ TEST_F(DevicesTest, ObjectsOfWrongTypesAreLeftOutAndTheRestIsTaken)
 {
     Starts();
     const auto properties = [](const char* text) {
-        return g_variant_new_parsed(text); // NOLINT: the texts stand below
+        return g_variant_new_parsed(text); // the texts stand below
     };
     daemon.Emits("/", "org.freedesktop.DBus.ObjectManager", "InterfacesAdded",
                  properties("(@o '/org/bluez/hci0/dev_AA_BB_CC_DD_EE_01', {'org.bluez.Device1': {'Address': <7>, "

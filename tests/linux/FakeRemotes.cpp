@@ -114,7 +114,7 @@ Bytes FakeRemotes::KeyboardDescriptor()
 
 hid::Node FakeRemotes::SmartRemote(const std::string& address, const std::string& path)
 {
-    return {path, address, 0x04E8, 0x2075, RemoteDescriptor()};
+    return {path, address, 0x04E8, 0x2075, RemoteDescriptor(), kAdapterAddress};
 }
 
 void FakeRemotes::Plugs(const hid::Node& node)
@@ -222,7 +222,7 @@ void FakeRemotes::Stop()
     m_went = {};
 }
 
-std::unique_ptr<hid::Channel> FakeRemotes::Open(const hid::Node&)
+std::unique_ptr<hid::Channel> FakeRemotes::Open(const hid::Node& node)
 {
     if (m_openError != 0) {
         errno = m_openError;
@@ -237,6 +237,7 @@ std::unique_ptr<hid::Channel> FakeRemotes::Open(const hid::Node&)
         close(m_far);
     }
     ++opened;
+    openedNode = node.path;
     m_far = ends[1];
     m_source.reset(g_unix_fd_source_new(m_far, G_IO_IN));
     g_source_set_callback(m_source.get(), G_SOURCE_FUNC(OnSent), this, nullptr);

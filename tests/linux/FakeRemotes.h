@@ -24,6 +24,7 @@ class FakeRemotes : public hid::Transport
 {
 public:
     static constexpr const char* kNode = "/dev/hidraw0";
+    static constexpr const char* kAdapterAddress = "00:11:22:33:44:55"; ///< the daemon's
 
     FakeRemotes();
     ~FakeRemotes() override;
@@ -63,6 +64,7 @@ public:
     /// What was sent to them, in hexadecimal digits.
     std::vector<std::string> sent;
     int opened = 0;
+    std::string openedNode; ///< the last one
     int asked();
 
 private:

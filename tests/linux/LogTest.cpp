@@ -1,4 +1,5 @@
 #include "linux/FakeJournal.h"
+#include "support/Capture.h"
 #include "support/RealTime.h"
 
 #include <gmock/gmock.h>
@@ -34,11 +35,11 @@ class StandardError
 public:
     StandardError()
     {
-        ::testing::internal::CaptureStderr();
+        support::CaptureStderr();
     }
     std::string Text() const
     {
-        return ::testing::internal::GetCapturedStderr();
+        return support::GetCapturedStderr();
     }
 };
 

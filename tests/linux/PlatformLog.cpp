@@ -40,7 +40,8 @@ int LogLinesWith(const std::string& text)
 
 } // namespace linux_test
 
-int __dlog_print(int, int, const char*, const char* format, ...) // NOLINT(clang-diagnostic-reserved-identifier)
+// NOLINTNEXTLINE(clang-diagnostic-reserved-identifier): the platform names it so.
+int __dlog_print(int, int, const char*, const char* format, ...)
 {
     std::array<char, 1024> line{};
     va_list arguments;

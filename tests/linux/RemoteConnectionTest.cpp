@@ -2,6 +2,7 @@
 
 #include "bluez/Modalias.h"
 #include "hid/HidId.h"
+#include "hid/Protocol.h"
 #include "hid/Transport.h"
 #include "linux/BluezTest.h"
 #include "linux/FakeBluez.h"
@@ -185,6 +186,81 @@ TEST_F(RemoteConnectionTest, SeveralNodesAreOneDevice)
                 ElementsAre(std::string("smart remote up ") + kRemote + " ?", std::string("host 0 up ") + kRemote));
     remotes.Unplugs("/dev/hidraw1");
     EXPECT_TRUE(Told(std::string("host 0 down ") + kRemote));
+}
+
+TEST_F(RemoteConnectionTest, NoNodeOutlivesItsAdapter)
+{
+    daemon.AddAdapter(true);
+    const auto connected = [](BluezDevice1* device) { bluez_device1_set_connected(device, TRUE); };
+    daemon.AddDevice(kRemote, connected);
+    Starts();
+    HasRemote();
+    daemon.PullAdapter();
+    ASSERT_TRUE(Told(std::string("host 0 down ") + kRemote));
+    daemon.AddAdapter(true);
+    daemon.AddDevice(kRemote, connected);
+    Passes(std::chrono::milliseconds(1500)); // longer than a remote has for its answers
+    EXPECT_FALSE(IsConnected(bt_hid_get_smart_remote_conn_status)) << "its node was left behind";
+    EXPECT_EQ(remotes.opened, 1);
+    remotes.Plugs(FakeRemotes::SmartRemote(kRemote, "/dev/hidraw1"));
+    EXPECT_TRUE(Told(std::string("smart remote up ") + kRemote + " ?"));
+    EXPECT_EQ(remotes.openedNode, "/dev/hidraw1");
+}
+
+TEST_F(RemoteConnectionTest, ANodeOfAnotherAdapterStays)
+{
+    daemon.AddAdapter(true);
+    Starts();
+    ListensToRemotes();
+    for (const char* adapter : {"00:11:22:33:44:66", ""}) {
+        hid::Node node = FakeRemotes::SmartRemote(kRemote);
+        node.adapter = adapter;
+        remotes.Plugs(node);
+        ASSERT_TRUE(Told(std::string("host 0 up ") + kRemote));
+        record.clear();
+        daemon.PullAdapter();
+        ASSERT_TRUE(Told("state 0 0"));
+        Passes(std::chrono::milliseconds(20));
+        EXPECT_TRUE(IsConnected(bt_hid_get_smart_remote_conn_status)) << adapter;
+        EXPECT_THAT(record, ElementsAre("state 0 0"));
+        remotes.Unplugs(kNode);
+        ASSERT_TRUE(Told(std::string("host 0 down ") + kRemote));
+        record.clear();
+        daemon.AddAdapter(true);
+        ASSERT_TRUE(Told("state 0 1"));
+    }
+}
+
+TEST_F(RemoteConnectionTest, ALaterNodeOfARemoteTakesThePlaceOfOneThatWasLeftBehind)
+{
+    HasRemote();
+    remotes.acknowledges = false;
+    EXPECT_EQ(bt_hid_send_device_command(kRemote, 17, BT_HID_COMMAND_SHOP_MODE_OFF), BT_ERROR_NONE);
+    ASSERT_TRUE(WasSent(1));
+    remotes.acknowledges = true;
+    const int asked = remotes.asked();
+    remotes.Plugs(FakeRemotes::SmartRemote(kRemote, "/dev/hidraw1"));
+    EXPECT_EQ(remotes.openedNode, "/dev/hidraw1");
+    EXPECT_TRUE(WasSent(2));
+    EXPECT_EQ(remotes.sent.at(1), remotes.sent.at(0));
+    EXPECT_TRUE(support::IterateUntil([&] { return remotes.asked() == asked + 2; })) << "another one may be inside";
+    remotes.Reports({hid::kBattery, 0xF4, 0});
+    EXPECT_TRUE(Told(std::string("battery 244 ") + kRemote));
+    remotes.Unplugs(kNode);
+    Passes(std::chrono::milliseconds(20));
+    EXPECT_THAT(record, ElementsAre(std::string("battery 244 ") + kRemote)) << "it was connected all the time";
+    EXPECT_EQ(remotes.opened, 2);
+    EXPECT_EQ(remotes.sent.size(), 2U);
+}
+
+TEST_F(RemoteConnectionTest, ANodeThatIsToldTwiceIsOne)
+{
+    HasRemote();
+    remotes.Plugs(FakeRemotes::SmartRemote(kRemote));
+    Passes(std::chrono::milliseconds(20));
+    EXPECT_EQ(remotes.opened, 1);
+    EXPECT_EQ(remotes.asked(), 2);
+    EXPECT_THAT(record, IsEmpty());
 }
 
 TEST_F(RemoteConnectionTest, NothingIsToldThatWasUnset)

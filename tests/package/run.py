@@ -17,14 +17,16 @@ import shutil
 import signal
 import subprocess
 import sys
+import tempfile
 import time
 
 HERE = pathlib.Path(__file__).resolve().parent
 TREE = HERE.parent.parent
 MADE = TREE / 'build' / 'package'
-sys.path.insert(0, str(HERE))
+sys.path[:0] = [str(HERE), str(HERE.parent / 'install')]
 
-from machine import Machine, cannot  # noqa: E402
+import first_page  # noqa: E402: its folder is on the path only now
+from machine import Machine, cannot  # noqa: E402: its folder is on the path only now
 
 VERSION, NEXT = '0.1.0', '0.1.1'
 NAME = f'vyrel-lite_{VERSION}_amd64.deb'
@@ -37,29 +39,27 @@ KEY = 'db/menu/network/devicename/tv_name'
 
 # How they are built.
 
-def end_build(builder):
-    """Of a build that is interrupted nothing goes on, nor stays of the clock that it was given."""
-    if builder.poll() is None:
-        os.killpg(builder.pid, signal.SIGKILL)
-        builder.wait()
-    for name in (f'faketime_shm_{builder.pid}', f'sem.faketime_sem_{builder.pid}'):
-        pathlib.Path('/dev/shm', name).unlink(missing_ok=True)
+# In lists of processes and a /dev/shm of its own: of a build that is interrupted nothing goes on, nor stays of the clock
+# that it was given. A signal to its process group would miss the compilers, each of which has a group of its own.
+APART = ['unshare', '--mount', '--pid', '--fork', '--kill-child', '--mount-proc', 'sh', '-c',
+         'mount -t tmpfs tmpfs /dev/shm && exec "$@"', 'apart']
 
 
-def build(folder, day):
-    """Builds the packages from what is tracked, in a folder with a name of its own, on a day of its own."""
+def copy_of_what_is_tracked(folder):
     tree = MADE / folder / 'tree'
     shutil.rmtree(MADE / folder, ignore_errors=True)
     tree.mkdir(parents=True)
     tracked = subprocess.run(['git', '-C', TREE, 'ls-files', '-z'], check=True, capture_output=True).stdout
     subprocess.run(['xargs', '-0', 'cp', '--parents', '-t', tree], input=tracked, cwd=TREE, check=True)
+    return tree
+
+
+def build(folder, day):
+    """Builds the packages from what is tracked, in a folder with a name of its own, on a day of its own."""
+    tree = copy_of_what_is_tracked(folder)
     with open(MADE / folder / 'build.log', 'wb') as log:
-        builder = subprocess.Popen(['faketime', '-f', day, 'dpkg-buildpackage', '-us', '-uc', '-b'], cwd=tree, stdout=log,
-                                   stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL, start_new_session=True)
-    try:
-        status = builder.wait()
-    finally:
-        end_build(builder)
+        status = subprocess.run([*APART, 'faketime', '-f', day, 'dpkg-buildpackage', '-us', '-uc', '-b'], cwd=tree,
+                                stdout=log, stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL, check=False).returncode
     if status != 0:
         cannot(f'the packages do not build: build/package/{folder}/build.log')
 
@@ -72,10 +72,39 @@ def test_two_builds_elsewhere_and_on_another_day_are_the_same_bytes(_):
 
 
 def test_nothing_is_found_against_them(_):
-    done = subprocess.run(['lintian', '--allow-root', '--display-info', '--pedantic', '--fail-on', 'pedantic',
-                           f'vyrel-lite_{VERSION}_amd64.changes'], cwd=MADE / 'one', capture_output=True, text=True,
-                          check=False)
+    # It leaves files in the folder for temporary ones.
+    with tempfile.TemporaryDirectory(dir=MADE) as folder:
+        done = subprocess.run(['lintian', '--allow-root', '--display-info', '--pedantic', '--fail-on', 'pedantic',
+                               f'vyrel-lite_{VERSION}_amd64.changes'], cwd=MADE / 'one', capture_output=True, text=True,
+                              check=False, env={**os.environ, 'TMPDIR': folder})
     assert (done.returncode, done.stdout) == (0, ''), done.stdout + done.stderr
+
+
+# What the first page of the documents tells its readers.
+
+def test_who_ships_it_on_a_set_builds_and_installs_it_as_told(_):
+    tree = copy_of_what_is_tracked('reader')
+    # In a /tmp of its own, since that is where the page installs to.
+    told = '\n'.join(['set -e', 'mount -t tmpfs tmpfs /tmp', *first_page.commands(first_page.SHIP),
+                      'find /tmp/set -type f -printf "%P\\n"'])
+    done = subprocess.run([*APART, 'sh', '-c', told], cwd=tree, capture_output=True, text=True, check=False)
+    shutil.rmtree(MADE / 'reader')
+    assert done.returncode == 0, done.stdout[-2000:] + done.stderr[-2000:]
+    for path in ('usr/bin/vyrel-lite', 'usr/bin/vyrel-settings', 'usr/share/dbus-1/system.d/org.vantor.vyrel.lite.conf'):
+        assert path in done.stdout.splitlines(), path
+
+
+def test_who_runs_it_on_a_box_installs_it_as_told(machine):
+    machine.copy(MADE / 'one' / NAME, '/tmp')
+    machine.start_bus()
+    install, look = (command.removeprefix('sudo ') for command in first_page.commands(first_page.BOX))
+    # What is recommended beside it is more than this test is about.
+    machine.run('sh', '-c', "echo 'APT::Install-Recommends false;' >/tmp/apt.conf")
+    machine.run('sh', '-c', f'cd /tmp && echo y | APT_CONFIG=/tmp/apt.conf {install}')
+    assert 'not running' in machine.says('sh', '-c', look, okay=(5,), error=True) # no init has started it
+    machine.run('rm', '/tmp/apt.conf', f'/tmp/{NAME}')
+    machine.run('apt-get', 'purge', '-y', '-qq', 'vyrel-lite')
+    machine.stop_bus()
 
 
 # A machine without a bus or an init.

@@ -108,6 +108,23 @@ TEST_F(StopHookTest, WithoutADescriptorForItTheSignalsKeepTheirEffectAndTheLogSa
                 ElementsAre("E SIGTERM and SIGINT end the process without a stop in order: Too many open files"));
 }
 
+TEST_F(StopHookTest, WorksWithTheDescriptorOfAStandardInputThatIsClosed)
+{
+    const int input = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO);
+    close(STDIN_FILENO);
+    {
+        const StopHook hook(m_loop.get());
+        EXPECT_NE(fcntl(STDIN_FILENO, F_GETFD), -1) << "the hook has not taken the lowest number";
+        ASSERT_FALSE(HaveDefaultEffect());
+        raise(SIGTERM);
+        g_main_loop_run(m_loop.get());
+    }
+    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1) << "the hook is gone, and its descriptor is not";
+    EXPECT_THAT(m_tv.tape.All(), IsEmpty());
+    dup2(input, STDIN_FILENO);
+    close(input);
+}
+
 TEST_F(StopHookTest, SaysNothingOtherwise)
 {
     {

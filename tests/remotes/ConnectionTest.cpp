@@ -407,6 +407,7 @@ TEST_F(ConnectionTest, CallbacksWithoutTheirArgumentsAreDropped)
     EXPECT_THAT(Said("OnSmartRcConnectionStateChanged"), ElementsAre("E deviceInfo is NULL"));
     CSmartRcEventHandler::OnHalvoWheelConnectionStateChanged(true, nullptr, remotes.get());
     EXPECT_THAT(Said("OnHalvoWheelConnectionStateChanged"), ElementsAre("E deviceInfo is NULL"));
+    EXPECT_EQ(TimesSaid("E deviceInfo is NULL"), 2) << "each of them goes no further";
     EXPECT_THAT(Deeds(), IsEmpty());
 }
 

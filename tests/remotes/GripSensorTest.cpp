@@ -25,6 +25,7 @@
 #include <vector>
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
@@ -313,6 +314,15 @@ TEST_F(GripSensorTest, AGripShowsThePopupAndTellsTheCollector)
     EXPECT_THAT(Said("GripSensorPopupAvailable"), ElementsAre("I count : 0"));
     EXPECT_THAT(Said("sendGripsensorKpi"), ElementsAre("I adc = 14 lux = 90 status = 5 key = 66"));
     EXPECT_EQ(tv.settings.Int(kPopupCount), std::nullopt); // somebody else counts
+}
+
+TEST_F(GripSensorTest, ForTheCollectorTheBatteryIsReadBeforeTheLight)
+{
+    StartsWithRemote();
+    Gripped(0x42);
+    EXPECT_THAT(
+        tv.tape.Calls({"bt_hid_get_smart_rc_battery_status", "ppi_ecs_get_colorsensor_info"}),
+        ElementsAre(HasSubstr("bt_hid_get_smart_rc_battery_status"), HasSubstr("ppi_ecs_get_colorsensor_info")));
 }
 
 TEST_F(GripSensorTest, ThePopupIsShownFiveTimes)

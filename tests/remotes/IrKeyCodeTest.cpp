@@ -168,6 +168,7 @@ TEST_F(IrKeyCodeTest, ARemoteThatThePlatformDoesNotHaveIsNotSent)
     Passes(30s);
     EXPECT_THAT(Sent(), IsEmpty());
     EXPECT_THAT(Said("SendIrKeyCodeCommand"), IsEmpty());
+    EXPECT_EQ(TimesSaid("E get remote conn status is failed OPERATION_FAILED"), 1) << "and not tried again";
 }
 
 TEST_F(IrKeyCodeTest, ASetWithoutAKeyCodeSendsNone)

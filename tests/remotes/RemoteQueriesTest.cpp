@@ -192,6 +192,7 @@ TEST_F(RemoteQueriesTest, AddressesAreThePlatformsAnswer)
     EXPECT_FALSE(remotes->GetDeviceAddress(address, SmartRc));
     EXPECT_FALSE(remotes->GetHalvoWheelAddress(address));
     EXPECT_EQ(address, "untouched");
+    EXPECT_TRUE(HasSaid("E fail to get connected smartrc address OPERATION_FAILED"));
     EXPECT_TRUE(HasSaid("E fail to get connected halvowheel address OPERATION_FAILED"));
 }
 

@@ -198,6 +198,15 @@ TEST_F(SettingWatchersTest, TheServiceResetSetsNoLatencyWithZeroOnly)
     EXPECT_THAT(Said("OnServiceReset"), ElementsAre("I service reset case"));
 }
 
+TEST_F(SettingWatchersTest, WithoutNodeAndUserDataTheLogNamesTheUserData)
+{
+    StartsWith(true, false);
+    watches.at(kFactoryMode)(nullptr, nullptr);
+    watches.at(kServiceReset)(nullptr, nullptr);
+
+    EXPECT_THAT(tv.tape.Messages(), ElementsAre("E userData is NULL", "E userData is NULL"));
+}
+
 TEST_F(SettingWatchersTest, AMissingNodeIsNeitherTheFactoryModeNorAServiceReset)
 {
     StartsWith(true, false);

@@ -2,12 +2,14 @@
 
 #include "StoreFixture.h"
 #include "settings/Bell.h"
+#include "settings/Change.h"
 #include "settings/Database.h"
 #include "settings/FileDescriptor.h"
 #include "settings/Locations.h"
 #include "settings/ReadPosition.h"
 #include "settings/Store.h"
 #include "settings/Value.h"
+#include "support/Capture.h"
 #include "support/Child.h"
 #include "support/WaitedTime.h"
 
@@ -24,6 +26,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstddef>
@@ -34,16 +37,17 @@
 #include <limits>
 #include <sstream>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace settings {
 namespace {
 
+using support::CaptureStderr;
+using support::GetCapturedStderr;
 using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::internal::CaptureStderr;
-using ::testing::internal::GetCapturedStderr;
 
 class FaultsTest : public StoreFixture
 {
@@ -316,6 +320,30 @@ TEST_F(FaultsTest, WithoutABellTheWriteHolds)
     EXPECT_EQ(number, 2);
 }
 
+TEST_F(FaultsTest, WithoutADescriptorToListenWithAWatchFailsAndTheNextTrySucceeds)
+{
+    Store store(m_folders);
+    ASSERT_EQ(store.Set("db/key", 1), kOk);
+    Recorder recorder;
+    // Asked for before: the first time that a class has to say something, a sanitizer opens a pipe to look at it.
+    const std::string reason = std::generic_category().message(EMFILE);
+    rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    CaptureStderr();
+    const int lowest = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    close(lowest);
+    const rlimit none = {static_cast<rlim_t>(lowest), before.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kFailed);
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(GetCapturedStderr(), "settings: cannot watch settings: " + reason + "\n");
+
+    EXPECT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+    EXPECT_EQ(store.Set("db/key", 2), kOk);
+    EXPECT_TRUE(RunUntil([&recorder] { return !recorder.notices.empty(); }));
+    EXPECT_THAT(recorder.notices, ElementsAre("db/key=2"));
+}
+
 TEST_F(FaultsTest, WhatIsNoBellIsNeitherRungNorWaitedFor)
 {
     const std::string letter = m_root + "/letter.txt";
@@ -387,6 +415,19 @@ TEST_F(FaultsTest, AFileKeptLockedHoldsUpOneCallForLessThanASecondAndTheNextOnes
     sqlite3_close(other);
 }
 
+TEST_F(FaultsTest, ALockThatIsHeldIsNamedInTheMessage)
+{
+    std::filesystem::create_directories(m_folders.persistent);
+    const std::string path = PersistentFile() + "-lock";
+    const FileDescriptor lock(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    ASSERT_EQ(flock(lock.Get(), LOCK_EX), 0);
+    Store store(m_folders);
+    CaptureStderr();
+    EXPECT_EQ(store.Set("db/key", 1), kFailed);
+    EXPECT_EQ(GetCapturedStderr(), "settings: cannot open " + PersistentFile() + ": cannot lock " + path +
+                                       ": Resource temporarily unavailable\n");
+}
+
 TEST_F(FaultsTest, AStoreThatWaitedInVainAndIsGoneLeavesOthersTheirPatience)
 {
     sqlite3* other = nullptr;
@@ -449,11 +490,16 @@ TEST_F(FaultsTest, AForkedChildIsRefusedAndTheParentGoesOn)
     support::Child child = support::Child::Fork([&]() -> int {
         int number = 7;
         const bool refused = store.GetInt("db/key", &number) == kFailed && store.Set("db/key", 2) == kFailed;
+        CaptureStderr();
         const bool freshRefused = Store(m_folders).GetInt("db/key", &number) == kFailed;
+        const bool isExplained =
+            GetCapturedStderr() == "settings: cannot open " + PersistentFile() +
+                                       ": this process was forked from one that uses settings, and "
+                                       "must run a program of its own first\n";
         RunWhatIsDue();
         store.~Store();
         // What belongs to the parent was given up, not freed; nobody is to look for leaks.
-        _exit(refused && freshRefused && recorder.notices.empty() ? 0 : 1);
+        _exit(refused && freshRefused && isExplained && recorder.notices.empty() ? 0 : 1);
     });
     EXPECT_EQ(child.Wait(), support::Exited(0));
     RunWhatIsDue();

@@ -1,12 +1,14 @@
 // What is in the files: rows that carry a check, and files of an earlier release.
 
 #include "StoreFixture.h"
+#include "settings/Change.h"
 #include "settings/CheckedType.h"
 #include "settings/Database.h"
 #include "settings/Locations.h"
 #include "settings/Schema.h"
 #include "settings/Store.h"
 #include "settings/Value.h"
+#include "support/Capture.h"
 #include "support/Child.h"
 
 #include <gmock/gmock.h>
@@ -37,11 +39,11 @@
 namespace settings {
 namespace {
 
+using support::CaptureStderr;
 using support::Child;
 using support::Exited;
+using support::GetCapturedStderr;
 using ::testing::HasSubstr;
-using ::testing::internal::CaptureStderr;
-using ::testing::internal::GetCapturedStderr;
 
 class FormatTest : public StoreFixture
 {

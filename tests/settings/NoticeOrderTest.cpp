@@ -2,6 +2,7 @@
 
 #include "settings/NoticeOrder.h"
 
+#include "settings/Change.h"
 #include "settings/Database.h"
 #include "settings/Value.h"
 

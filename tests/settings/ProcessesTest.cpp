@@ -1,6 +1,7 @@
 // Several processes at once on one store, and processes that die.
 
 #include "StoreFixture.h"
+#include "settings/Change.h"
 #include "settings/Database.h"
 #include "settings/KeyNode.h"
 #include "settings/Locations.h"

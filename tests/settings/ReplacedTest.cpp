@@ -5,6 +5,7 @@
 #include "settings/Locations.h"
 #include "settings/Store.h"
 #include "settings/Value.h"
+#include "support/Capture.h"
 #include "support/Child.h"
 
 #include <gmock/gmock.h>
@@ -31,11 +32,11 @@
 namespace settings {
 namespace {
 
+using support::CaptureStderr;
 using support::Child;
 using support::Exited;
+using support::GetCapturedStderr;
 using ::testing::ElementsAre;
-using ::testing::internal::CaptureStderr;
-using ::testing::internal::GetCapturedStderr;
 
 class ReplacedTest : public StoreFixture
 {

@@ -10,6 +10,7 @@
 #include "settings/ReadPosition.h"
 #include "settings/Store.h"
 #include "settings/Value.h"
+#include "support/Capture.h"
 #include "support/Child.h"
 
 #include <gtest/gtest.h>
@@ -31,10 +32,10 @@
 namespace settings {
 namespace {
 
+using support::CaptureStderr;
 using support::Child;
 using support::Exited;
-using ::testing::internal::CaptureStderr;
-using ::testing::internal::GetCapturedStderr;
+using support::GetCapturedStderr;
 
 constexpr uid_t kOtherUser = 65534;
 constexpr gid_t kSomeGroup = 12345;
@@ -238,6 +239,7 @@ TEST_F(RightsTest, WhatRootMakesBelongsToTheFoldersOwner)
         ASSERT_EQ(store.Set("memory/key", 1), kOk);
         for (const std::string& path : Everything()) {
             EXPECT_EQ(StatusOf(path).st_uid, owner) << path;
+            EXPECT_EQ(StatusOf(path).st_gid, group) << path;
         }
     }
     EXPECT_TRUE(HoldsForAnotherUser({}, [this] { return Reads(1) && WritesAndHears(2); }));

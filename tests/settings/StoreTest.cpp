@@ -6,6 +6,7 @@
 #include "settings/Database.h"
 #include "settings/Locations.h"
 #include "settings/Value.h"
+#include "support/Capture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,10 +25,10 @@ namespace settings {
 namespace {
 
 using StoreTest = StoreFixture;
+using support::CaptureStderr;
+using support::GetCapturedStderr;
 using ::testing::ElementsAre;
 using ::testing::Pair;
-using ::testing::internal::CaptureStderr;
-using ::testing::internal::GetCapturedStderr;
 
 std::vector<std::pair<std::string, Value>> Listed(Store& store, std::string_view prefix)
 {

@@ -6,6 +6,7 @@
 #include "settings/Locations.h"
 #include "settings/Store.h"
 #include "settings/Value.h"
+#include "support/Capture.h"
 #include "support/Child.h"
 #include "support/ChildProcess.h"
 #include "support/WaitedTime.h"
@@ -30,11 +31,11 @@
 namespace settings {
 namespace {
 
+using support::CaptureStderr;
 using support::ChildProcess;
+using support::GetCapturedStderr;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::internal::CaptureStderr;
-using ::testing::internal::GetCapturedStderr;
 
 // What is held of each of the two files, by the places in them that SQLite locks.
 struct Hold

@@ -2,11 +2,13 @@
 
 #include "StoreFixture.h"
 #include "settings/Bell.h"
+#include "settings/Change.h"
 #include "settings/Database.h"
 #include "settings/KeyNode.h"
 #include "settings/Locations.h"
 #include "settings/Store.h"
 #include "settings/Value.h"
+#include "support/Capture.h"
 
 #include <glib.h>
 #include <gmock/gmock.h>
@@ -228,11 +230,11 @@ protected:
     LateTest()
     {
         Store(m_folders).Set("db/key", 1);
-        ::testing::internal::CaptureStderr();
+        support::CaptureStderr();
     }
     ~LateTest() override
     {
-        ::testing::internal::GetCapturedStderr();
+        support::GetCapturedStderr();
     }
 
     Store store{m_folders};
@@ -367,9 +369,9 @@ TEST_F(WatchTest, AFailedWriteNotifiesNobody)
     Store store(m_folders);
     Recorder recorder;
     ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
-    ::testing::internal::CaptureStderr();
+    support::CaptureStderr();
     store.Set("key", 1);
-    ::testing::internal::GetCapturedStderr();
+    support::GetCapturedStderr();
     RunWhatIsDue();
     EXPECT_THAT(recorder.notices, IsEmpty());
 }
@@ -592,6 +594,45 @@ TEST_F(WatchTest, TheLogStaysShortWhileItsReadersKeepUp)
     EXPECT_LE(changes.size(), 3 * 1024U);
     EXPECT_GE(changes.size(), 1024U) << "rows went that are kept for people";
     EXPECT_EQ(changes.back().id, 20'000);
+}
+
+TEST_F(WatchTest, TheLogIsCutToItsNewest1024WritesAtEach1024thWrite)
+{
+    Store store(m_folders);
+    Database database(m_folders.memory, kMemoryFile, Durability::ProcessDeath);
+    int written = 0;
+    const auto rowsAfter = [&](int writes) {
+        std::vector<Change> changes;
+        for (; written < writes; ++written) {
+            EXPECT_EQ(store.Set("memory/key", written), kOk);
+        }
+        EXPECT_EQ(database.ChangesAfter(0, changes), kOk);
+        return changes.size();
+    };
+    EXPECT_EQ(rowsAfter(2047), 2047U);
+    EXPECT_EQ(rowsAfter(2048), 1024U);
+    EXPECT_EQ(rowsAfter(3071), 2047U);
+    EXPECT_EQ(rowsAfter(3072), 1024U);
+}
+
+TEST_F(WatchTest, ItsSourceIsFreedWithTheStore)
+{
+    GSource* source = nullptr;
+    {
+        Store store(m_folders);
+        Recorder recorder;
+        ASSERT_EQ(store.Watch("db/key", &Recorder::OnChange, &recorder), kOk);
+        for (guint id = 1; id < 100 && source == nullptr; ++id) {
+            GSource* const found = g_main_context_find_source_by_id(nullptr, id);
+            if (found != nullptr && g_strcmp0(g_source_get_name(found), "settings") == 0) {
+                source = g_source_ref(found);
+            }
+        }
+        ASSERT_NE(source, nullptr);
+    }
+    EXPECT_TRUE(g_source_is_destroyed(source));
+    EXPECT_EQ(source->ref_count, 1U) << "somebody besides this test keeps it";
+    g_source_unref(source);
 }
 
 TEST_F(WatchTest, TheMainLoopIsLeftAloneWhenNothingIsWritten)

@@ -1,3 +1,5 @@
+#include "sim/Handles.h"
+#include "sim/Side.h"
 #include "sim/VirtualClock.h"
 #include "support/RealTime.h"
 
@@ -54,6 +56,57 @@ TEST(VirtualClock, ATimerFiresOnTheFarSideOfItsTimeOnly)
     EXPECT_EQ(fired, 0);
     clock.Advance(200ms);
     EXPECT_EQ(fired, 1);
+    g_source_remove(timer);
+}
+
+TEST(VirtualClock, StandsStillWhereItIsToldTo)
+{
+    sim::VirtualClock clock(true);
+    const gint64 start = g_get_monotonic_time();
+    const auto realStart = support::RealTime::Now();
+    while (support::RealTime::Now() - realStart < 5ms) {
+    }
+    EXPECT_EQ(g_get_monotonic_time(), start);
+    clock.Advance(100ms);
+    EXPECT_EQ(g_get_monotonic_time(), start + 100'000);
+    usleep(2'000);
+    EXPECT_EQ(g_get_monotonic_time(), start + 102'000);
+    sim::VirtualClock::Waits(1s);
+    EXPECT_EQ(g_get_monotonic_time(), start + 1'102'000);
+}
+
+TEST(VirtualClock, BeginsOnAWholeSecondWhereItStands)
+{
+    const sim::VirtualClock clock(true);
+    EXPECT_EQ(g_get_monotonic_time() % G_USEC_PER_SEC, 0);
+}
+
+TEST(VirtualClock, GoesOnFromWhereItStood)
+{
+    sim::VirtualClock clock(true);
+    const auto realStart = support::RealTime::Now();
+    while (support::RealTime::Now() - realStart < 200ms) {
+    }
+    const gint64 stood = g_get_monotonic_time();
+    clock.Stands(false);
+    const gint64 runs = g_get_monotonic_time();
+    EXPECT_GE(runs, stood);
+    EXPECT_LT(runs, stood + 100'000); // not the 200 ms for which it stood
+    while (g_get_monotonic_time() == runs) {
+    }
+}
+
+TEST(VirtualClock, AdvancesToTheNextThatIsDueAndNoFurther)
+{
+    sim::VirtualClock clock(true);
+    int fired = 0;
+    const guint timer = g_timeout_add(1'000, Count, &fired);
+    EXPECT_EQ(clock.AdvanceToNext(1h), 1s);
+    EXPECT_EQ(fired, 1);
+    EXPECT_EQ(clock.AdvanceToNext(400ms), 400ms);
+    EXPECT_EQ(fired, 1);
+    EXPECT_EQ(clock.AdvanceToNext(1h), 600ms);
+    EXPECT_EQ(fired, 2);
     g_source_remove(timer);
 }
 
@@ -195,6 +248,85 @@ TEST(VirtualClock, TheDateMovesToo)
     const time_t before = time(nullptr);
     clock.Advance(2h);
     EXPECT_NEAR(static_cast<double>(time(nullptr) - before), 7200, 2);
+}
+
+TEST(VirtualClock, IsSetOnTheWallAndNoTimerGoesByThat)
+{
+    sim::VirtualClock clock(true);
+    int fired = 0;
+    const guint timer = g_timeout_add(60'000, Count, &fired);
+    const time_t before = time(nullptr);
+
+    sim::VirtualClock::SetsWall(1h);
+    EXPECT_EQ(time(nullptr) - before, 3600);
+    clock.Advance(59s);
+    EXPECT_EQ(fired, 0);
+    EXPECT_EQ(clock.Elapsed(), 59s);
+    sim::VirtualClock::SetsWall(-2h);
+    clock.Advance(1s);
+    EXPECT_EQ(fired, 1);
+    EXPECT_EQ(time(nullptr) - before, 60 - 3600);
+    g_source_remove(timer);
+}
+
+TEST(VirtualClock, MayBeSetToBeforeTheBeginOfItsCount)
+{
+    const sim::VirtualClock clock(true);
+    struct timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    sim::VirtualClock::SetsWall(-std::chrono::seconds(now.tv_sec) - 10s);
+    clock_gettime(CLOCK_REALTIME, &now);
+    EXPECT_EQ(now.tv_sec, -10);
+    EXPECT_GE(now.tv_nsec, 0);
+    EXPECT_LT(now.tv_nsec, 1'000'000'000);
+}
+
+TEST(VirtualClock, TellsHowLongTheLoopWasKeptFromLookingAround)
+{
+    sim::VirtualClock clock(true);
+    const auto sleeps = [](gpointer) -> gboolean {
+        usleep(700'000);
+        return G_SOURCE_CONTINUE;
+    };
+    const guint timer = g_timeout_add(10'000, sleeps, nullptr);
+    static_cast<void>(sim::VirtualClock::TakeLongestTurn());
+    clock.Advance(9s);
+    EXPECT_EQ(sim::VirtualClock::TakeLongestTurn(), 0ms) << "time that passes by itself is no turn";
+    clock.Advance(25s);
+    EXPECT_EQ(sim::VirtualClock::TakeLongestTurn(), 700ms);
+    EXPECT_EQ(sim::VirtualClock::TakeLongestTurn(), 0ms);
+    g_source_remove(timer);
+}
+
+TEST(VirtualClock, AddsUpHowLongTheServiceHeldOneTurnOfTheLoopInRealTime)
+{
+    const sim::VirtualClock clock(true);
+    static_cast<void>(sim::VirtualClock::TakeLongestRealTurn());
+    sim::VirtualClock::LoopWasHeld(3ms);
+    sim::VirtualClock::LoopWasHeld(2ms);
+    g_main_context_iteration(nullptr, FALSE);
+    sim::VirtualClock::LoopWasHeld(4ms);
+    g_main_context_iteration(nullptr, FALSE);
+    EXPECT_EQ(sim::VirtualClock::TakeLongestRealTurn(), 5ms);
+    EXPECT_EQ(sim::VirtualClock::TakeLongestRealTurn(), 0ms);
+    sim::VirtualClock::LoopWasHeld(1ms);
+    EXPECT_EQ(sim::VirtualClock::TakeLongestRealTurn(), 1ms) << "the turn that is not over counts";
+}
+
+TEST(VirtualClock, WhatTheServiceHandlesHoldsTheLoop)
+{
+    const sim::VirtualClock clock(true);
+    static_cast<void>(sim::VirtualClock::TakeLongestRealTurn());
+    {
+        const sim::Handles holdsLoop;
+        EXPECT_EQ(sim::Runs::Now(), sim::Side::Service);
+        const auto begin = sim::VirtualClock::RealTime();
+        while (sim::VirtualClock::RealTime() - begin < 2ms) {
+            usleep(1'000'000); // of the clock that stands: takes none
+        }
+    }
+    EXPECT_EQ(sim::Runs::Now(), sim::Side::Television);
+    EXPECT_GE(sim::VirtualClock::TakeLongestRealTurn(), 2ms);
 }
 
 TEST(VirtualClock, WithoutOneTimePassesAsOnTheWall)

@@ -1,6 +1,7 @@
 #include "sim/Adapter.h"
 #include "sim/Audio.h"
 #include "sim/Devices.h"
+#include "sim/Failures.h"
 #include "sim/Power.h"
 #include "sim/Remotes.h"
 #include "sim/Settings.h"
@@ -23,7 +24,9 @@
 #include <filesystem>
 #include <initializer_list>
 #include <iterator>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 using ::testing::ElementsAre;
@@ -49,6 +52,24 @@ TEST(Strictness, AFunctionThatFailsForeverCanRecover)
     EXPECT_EQ(device_power_request_reboot(34), -1);
     tv.Recovers("device_power_request_reboot");
     EXPECT_EQ(device_power_request_reboot(34), 0);
+}
+
+TEST(Strictness, AJudgeIsAskedOfEachCallAndComesBeforeWhatWasToldToFail)
+{
+    sim::Television tv;
+    std::vector<std::string> asked;
+    tv.Fails("bt_adapter_enable", BT_ERROR_OPERATION_FAILED);
+    tv.failures.SetJudge([&](std::string_view function) {
+        asked.emplace_back(function);
+        return asked.size() == 2 ? std::optional<int>(BT_ERROR_RESOURCE_BUSY) : std::nullopt;
+    });
+    EXPECT_EQ(bt_adapter_enable(), BT_ERROR_OPERATION_FAILED);
+    EXPECT_EQ(bt_adapter_enable(), BT_ERROR_RESOURCE_BUSY);
+    EXPECT_EQ(device_power_request_reboot(34), 0);
+    EXPECT_THAT(asked, ElementsAre("bt_adapter_enable", "bt_adapter_enable", "device_power_request_reboot"));
+    tv.failures.SetJudge({});
+    EXPECT_EQ(bt_adapter_enable(), BT_ERROR_OPERATION_FAILED);
+    EXPECT_EQ(asked.size(), 3U);
 }
 
 TEST(Strictness, AFailingFunctionLeavesItsOutputAlone)

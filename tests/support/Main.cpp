@@ -2,6 +2,7 @@
 // its folders behind.
 
 #include "support/Findings.h"
+#include "support/FolderKeeper.h"
 #include "support/TempDir.h"
 
 #include <gio/gio.h>
@@ -15,6 +16,7 @@ int main(int argc, char** argv)
     ::testing::InitGoogleMock(&argc, argv);
     g_log_set_always_fatal(static_cast<GLogLevelFlags>(G_LOG_FATAL_MASK | G_LOG_LEVEL_CRITICAL | G_LOG_LEVEL_WARNING));
     support::TempDir::RemoveAllWhenKilled();
+    support::KeepFolders();
     support::HandleFindings([](const std::string& finding) { ADD_FAILURE() << finding; });
     return RUN_ALL_TESTS();
 }

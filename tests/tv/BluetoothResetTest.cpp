@@ -164,6 +164,24 @@ TEST_F(BluetoothReset, ASmartRemoteThatIsBusyIsToldAgainAfterFiftyMilliseconds)
                                         "I retry result = None retry count = 2"));
 }
 
+TEST_F(BluetoothReset, TheLogTellsOfARetryBeforeItsSleep)
+{
+    RemotesConnect();
+    tv.Fails("bt_hid_send_device_command", BT_ERROR_OPERATION_FAILED, 2);
+
+    AnnounceReset();
+
+    std::vector<std::string> before;
+    for (std::string last; const sim::Entry& entry : tv.tape.Entries()) {
+        if (entry.text == kSleep50) {
+            before.push_back(last);
+        }
+        last = entry.message;
+    }
+    EXPECT_THAT(before, ElementsAre("sleep 50ms for retry sending reset command",
+                                    "sleep 50ms for retry sending reset command"));
+}
+
 TEST_F(BluetoothReset, ASmartRemoteThatNeverAnswersUsesUpTheRetriesOfTheWheelToo)
 {
     RemotesConnect();

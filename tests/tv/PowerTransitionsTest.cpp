@@ -48,7 +48,7 @@ constexpr const char* kRouteKey = "db/vyrel/lastSoundRoute";
 constexpr const char* kAmbientKey = "db/vyrel/ambient_mode_full_power_off_event";
 constexpr const char* kGripCountKey = "memory/vyrel/count_display_grip_sensor_popup";
 constexpr const char* kClearGripCount = R"(vconf_set_int("memory/vyrel/count_display_grip_sensor_popup", 0) = 0)";
-constexpr const char* kHide = "bt_adapter_set_visibility(0, 0) = 0";
+constexpr const char* kHideSet = "bt_adapter_set_visibility(0, 0) = 0";
 constexpr const char* kSpeakerCall = "call com.quorix.tv.bt.connectionmanager LastConnectedBtSpk";
 
 std::string StoreAmbient(int mode)
@@ -123,7 +123,7 @@ TEST_F(PowerSubscriptions, DeinitNamesFunctionsThatWereNeverSubscribedSoNoticesG
     tv.power.LeavesAmbientByPowerOff(0);
     Settle();
     EXPECT_THAT(Deeds(),
-                ElementsAre(StateSignal(0, 1), "bt_adapter_set_headless_mode(false) = 0", kHide,
+                ElementsAre(StateSignal(0, 1), "bt_adapter_set_headless_mode(false) = 0", kHideSet,
                             "bt_adapter_set_headless_mode(true) = 0", "bt_adapter_set_headless_mode(true) = 0"));
     EXPECT_THAT(tv.tape.Messages(), Contains("E <Not error> enter OnPowerStandbyCb"));
 }
@@ -197,7 +197,7 @@ TEST_F(PowerTransitions, ASetThatMustNotBeFoundStaysHiddenUnderTheSameLogText)
 
     Changes(2, 0);
 
-    EXPECT_THAT(tv.tape.Calls({"bt_adapter_set_visibility"}), ElementsAre(kHide));
+    EXPECT_THAT(tv.tape.Calls({"bt_adapter_set_visibility"}), ElementsAre(kHideSet));
     EXPECT_THAT(LogOf({"GoToNormalPowerState"}),
                 ElementsAre("I Set adapter visibility to BT_ADAPTER_VISIBILITY_MODE_GENERAL_DISCOVERABLE"));
 }
@@ -249,7 +249,7 @@ TEST_F(PowerTransitions, StandbyAfterNormalHidesTheAdapterAndKeepsThePreviousAmb
 
         Changes(previous, 2, 1, 2);
 
-        EXPECT_THAT(Deeds(), ElementsAre(StoreAmbient(1), kHide,
+        EXPECT_THAT(Deeds(), ElementsAre(StoreAmbient(1), kHideSet,
                                          "signal com.quorix.tv.bt.connectionmanager StandbyPowerStatefromNormal",
                                          "timer removed", StateSignal(previous, 2, 1, 2)));
         EXPECT_EQ(tv.settings.Int(kAmbientKey), 1);
@@ -370,7 +370,7 @@ TEST_F(PowerTransitions, EachTransitionIsLoggedInTheOrderOfItsSteps)
     tv.tape.Clear();
     Changes(0, 2);
     EXPECT_THAT(DeedsAndLogOf(handlers),
-                ElementsAre("I power state is changed from 0 to 2", StoreAmbient(0), kHide,
+                ElementsAre("I power state is changed from 0 to 2", StoreAmbient(0), kHideSet,
                             "I Set adapter visibility BT_ADAPTER_VISIBILITY_MODE_NON_DISCOVERABLE",
                             "signal com.quorix.tv.bt.connectionmanager StandbyPowerStatefromNormal", "timer removed",
                             StateSignal(0, 2)));
@@ -491,7 +491,7 @@ TEST_F(PowerTransitions, WithoutABusClientAndRemotesTheAdapterIsStillLookedAfter
     clock.Advance(11s);
 
     EXPECT_THAT(Deeds(), ElementsAre(kClearGripCount, "bt_adapter_set_visibility(1, 0) = 0", StoreAmbient(0),
-                                     "timer: 10000 ms", StoreAmbient(0), kHide));
+                                     "timer: 10000 ms", StoreAmbient(0), kHideSet));
 }
 
 class LastSpeaker : public PowerLife

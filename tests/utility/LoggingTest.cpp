@@ -3,6 +3,7 @@
 #include "UtilityLogging.h"
 #include "sim/Tape.h"
 #include "sim/Television.h"
+#include "support/Capture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -102,9 +103,9 @@ TEST(KernelLog, IsSilentWithoutADevice)
 {
     sim::Television tv;
     tv.RemovesFile("/dev/kmsg");
-    ::testing::internal::CaptureStdout();
+    support::CaptureStdout();
     __print_kernel_log("VYREL", "Name", "%s", "message");
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(support::GetCapturedStdout(), "");
     EXPECT_FALSE(tv.HasFile("/dev/kmsg"));
     EXPECT_THAT(tv.tape.All(), IsEmpty());
 }
@@ -114,9 +115,9 @@ TEST(KernelLog, TellsAFailedWriteOnStandardOutput)
     sim::Television tv;
     tv.RemovesFile("/dev/kmsg");
     std::filesystem::create_symlink("/dev/full", tv.PathOf("/dev/kmsg"));
-    ::testing::internal::CaptureStdout();
+    support::CaptureStdout();
     __print_kernel_log("VYREL", "Name", "%s", "message");
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Fail to write(/dev/kmsg) 28\n");
+    EXPECT_EQ(support::GetCapturedStdout(), "Fail to write(/dev/kmsg) 28\n");
     tv.RemovesFile("/dev/kmsg");
 }
 

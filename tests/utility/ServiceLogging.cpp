@@ -14,6 +14,7 @@ void LogFromService()
 
 int TracedInService(int)
 {
+    // Both statements say the number of their line.
     // clang-format off
     API_TRACE(); return __LINE__;
     // clang-format on

@@ -49,6 +49,7 @@ struct NumberFeature
     const char* failure;
 };
 
+// A row stays one line, so that the columns can be read.
 // clang-format off
 const BoolFeature kBoolFeatures[] = {
     {&Features::isA2dpSinkSupport, "isA2dpSinkSupport", "sound_mirroring_supported", false, "support : [@]", "fail to get com.quorix/featureconf/sound_mirroring_supported"},

@@ -9,6 +9,7 @@ void LogFromUtility()
 
 int TracedInUtility()
 {
+    // Both statements say the number of their line.
     // clang-format off
     API_TRACE(); return __LINE__;
     // clang-format on

@@ -163,6 +163,15 @@ TEST(VconfUtil, AnAsynchronousWriteIsAnnouncedAtErrorPriority)
     EXPECT_TRUE(support::IterateUntil([&] { return tv.settings.Int("db/menu/support/use_mode") == 9; }));
 }
 
+TEST(VconfUtil, ATruthIsWrittenAsynchronouslyAsItself)
+{
+    sim::Television tv;
+    VconfUtil::SetVconfAsync(kBool, true);
+    EXPECT_THAT(tv.tape.Calls({"vconf_set_bool_async"}),
+                ElementsAre(R"(vconf_set_bool_async("db/vyrel/quorix_audio_compatibility", true) = 0)"));
+    EXPECT_TRUE(support::IterateUntil([&] { return tv.settings.Bool("db/vyrel/quorix_audio_compatibility") == true; }));
+}
+
 TEST(VconfUtil, AnAsynchronousWriteThatDoesNotStartIsLogged)
 {
     sim::Television tv;

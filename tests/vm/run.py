@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Tests against the real thing: the product in an emulated machine with a real kernel and bluetoothd, and another such
-machine that plays the devices around it. The Bluetooth of the two is joined.
+machine that plays the devices around it. The Bluetooth of the two is joined. Two such pairs share the suites, since a
+pair waits for half of its time.
 
     run.py [--shell] [SUITE ...]
 
@@ -24,6 +25,9 @@ TREE = HERE.parent.parent
 MADE = TREE / 'build' / 'vm'
 QUIET = 360 # seconds in which all suites end on two cores that have nothing else to do
 LIMIT = 600 # and after which something hangs, whatever else there is to do
+PAIRS = 2
+SECONDS = {'keyboard': 40, 'last': 60, 'pairing': 65, 'remote': 60, 'resets': 45, 'services': 15, 'speaker': 30, 'start': 50,
+           'wheel': 35} # about, of the suites
 SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 SUITES = [path.stem for path in sorted(HERE.joinpath('suites').glob('*.py'))]
 NEEDED = ('qemu-system-x86_64', 'busybox', 'cpio', 'depmod', 'btvirt', 'dbus-daemon')
@@ -45,27 +49,58 @@ def emulator(words, initrd, ports, folders, memory=512):
     return command
 
 
-class Machines:
-    def __init__(self, folder, arguments):
-        self.folder, self.arguments, self.processes = folder, arguments, {}
+class Pair:
+    """The box and its peer, some suites that they play, and what is said of these."""
 
-    def start(self, role, stdin=subprocess.DEVNULL):
-        results = self.folder / 'results'
-        results.mkdir(exist_ok=True)
+    def __init__(self, folder, suites, shell):
+        self.folder, self.suites, self.shell = folder, suites, shell
+        self.results, self.processes, self.report, self.is_whole = folder / 'results', {}, Report(), False
+        self.results.mkdir(parents=True)
+
+    def start(self):
+        box = self._start('box', None if self.shell else subprocess.DEVNULL)
+        end = time.monotonic() + 10
+        while not ((self.folder / 'air').exists() and (self.folder / 'wire').exists()):
+            if box.poll() is not None or time.monotonic() > end:
+                cannot(f'the emulator does not start: {self.error()}')
+            time.sleep(0.05)
+        self._start('peer')
+        self.followers = [threading.Thread(target=self._follow, args=(role, ), daemon=True) for role in self.processes]
+        for follower in self.followers:
+            follower.start()
+
+    def _start(self, role, stdin=subprocess.DEVNULL):
         end = 'server=on,wait=off' if role == 'box' else 'reconnect=1'
         words = (f'console=ttyS0 quiet loglevel=1 mitigations=off nokaslr panic=-1 random.trust_cpu=on '
-                 f'vyrel.role={role} vyrel.tree={TREE} vyrel.suites={",".join(self.arguments.suites)} '
-                 + ('vyrel.shell ' if self.arguments.shell else ''))
+                 f'vyrel.role={role} vyrel.tree={TREE} vyrel.suites={",".join(self.suites)} '
+                 + ('vyrel.shell ' if self.shell else ''))
         command = emulator(words, MADE / 'initrd',
                            [(name, f'path={self.folder}/{name},{end}') for name in ('air', 'wire')],
-                           [('root', '/', ',readonly=on'), ('results', results, '')])
+                           [('root', '/', ',readonly=on'), ('results', self.results, '')])
         with open(self.folder / f'{role}.error', 'wb') as error:
             self.processes[role] = subprocess.Popen(
                 command, stdin=stdin, stdout=subprocess.PIPE, stderr=error, preexec_fn=die_with_parent)
         return self.processes[role]
 
-    def error(self, role):
-        return (self.folder / f'{role}.error').read_text(errors='replace').strip()
+    def _follow(self, role):
+        with open(self.results / f'{role}.console', 'w') as file:
+            for raw in self.processes[role].stdout:
+                line = raw.decode(errors='replace').rstrip()
+                file.write(line + '\n')
+                file.flush()
+                if role == 'box' and line:
+                    self.report.line(line)
+
+    def works(self):
+        return self.processes['box'].poll() is None
+
+    def passed(self):
+        """Once it does not work any more: whether all did."""
+        self.followers[0].join(5)
+        return self.report.code == ['box', '0'] and self.report.passed(self.suites)
+
+    def error(self):
+        return (self.folder / 'box.error').read_text(errors='replace').strip()
 
     def end(self):
         for process in self.processes.values():
@@ -80,60 +115,55 @@ def die_with_parent():
     ctypes.CDLL(None).prctl(1, signal.SIGKILL, 0, 0, 0)
 
 
+def say(line):
+    """Whole, whoever else speaks."""
+    sys.stdout.write(line + '\n')
+    sys.stdout.flush()
+
+
 class Report:
-    """What the box says on its console, as it says it, and what is left to say in the end."""
+    """What a box says on its console, as it says it, and what is left to say in the end."""
 
     def __init__(self):
-        self.rows, self.suite, self.passed, self.failed, self.code, self.begun = {}, None, 0, 0, None, time.monotonic()
+        self.rows, self.suite, self.code, self.begun = {}, '', None, time.monotonic()
 
     def line(self, line):
         word, _, rest = line.partition(' ')
         if word == '@suite':
             self.suite = rest
             self.rows[rest] = {'passed': 0, 'failed': [], 'seconds': None}
-            print(f'-- {rest}', flush=True)
         elif word in ('@pass', '@fail'):
             suite, seconds, what = rest.split(' ', 2)
-            print(f'   {"ok  " if word == "@pass" else "FAIL"} {what} ({seconds} s)', flush=True)
+            say(f'   {"ok  " if word == "@pass" else "FAIL"} {suite}: {what} ({seconds} s)')
             if word == '@pass':
                 self.rows[suite]['passed'] += 1
             else:
                 self.rows[suite]['failed'].append(what)
         elif word == '@!':
-            print(f'        {rest}', flush=True)
+            say(f'        {self.suite}: {rest}')
         elif word == '@up':
-            print(f'   both machines are up after {time.monotonic() - self.begun:.0f} s', flush=True)
+            say(f'   two machines are up after {time.monotonic() - self.begun:.0f} s')
         elif word == '@end':
             suite, seconds = rest.split()
             self.rows[suite]['seconds'] = float(seconds)
         elif word == '@off':
             self.code = rest.split()
         elif word != '@+' and not line.startswith('['): # nor what the kernel says
-            print(f'   {line}', flush=True)
+            say(f'   {line}')
 
-    def table(self, wanted):
-        """Whether all suites passed."""
-        print(f'\n   {"suite":<14}{"passed":>8}{"failed":>8}{"seconds":>10}')
-        whole = True
-        for suite in wanted:
-            row = self.rows.get(suite)
-            if row is None or row['seconds'] is None:
-                print(f'   {suite:<14}{"-":>8}{"-":>8}{"not ended" if row else "not run":>10}')
-                whole = False
-                continue
+    def passed(self, suites):
+        rows = [self.rows.get(suite) for suite in suites]
+        return all(row and row['seconds'] is not None and row['passed'] and not row['failed'] for row in rows)
+
+
+def table(rows, wanted):
+    print(f'\n   {"suite":<14}{"passed":>8}{"failed":>8}{"seconds":>10}')
+    for suite in wanted:
+        row = rows.get(suite)
+        if row is None or row['seconds'] is None:
+            print(f'   {suite:<14}{"-":>8}{"-":>8}{"not ended" if row else "not run":>10}')
+        else:
             print(f'   {suite:<14}{row["passed"]:>8}{len(row["failed"]):>8}{row["seconds"]:>10.1f}')
-            whole = whole and not row['failed'] and row['passed']
-        return whole
-
-
-def follow(process, role, report, log):
-    with open(log, 'w') as file:
-        for raw in process.stdout:
-            line = raw.decode(errors='replace').rstrip()
-            file.write(line + '\n')
-            file.flush()
-            if role == 'box' and line:
-                report.line(line)
 
 
 def cannot(why):
@@ -171,55 +201,57 @@ def main():
     if missing:
         cannot(f'not here: {", ".join(missing)}; tools/setup.sh vm installs what is missing')
     folder = pathlib.Path(tempfile.mkdtemp(prefix='vyrel-vm.'))
-    machines = Machines(folder, arguments)
-    report = Report()
-    whole = False
+    count = 1 if arguments.shell else min(PAIRS, len(arguments.suites))
+    pairs = []
     try:
-        whole = run(arguments, folder, machines, report)
-        return 0 if whole else 1
+        for number in range(count):
+            pairs.append(Pair(folder / str(number + 1), shared(arguments.suites, count)[number], arguments.shell))
+        return 0 if run(arguments, pairs) else 1
     finally:
-        machines.end()
-        if not whole and folder.joinpath('results').exists():
-            keep(folder / 'results')
+        for pair in pairs:
+            pair.end()
+        keep([pair for pair in pairs if not pair.is_whole])
         shutil.rmtree(folder, ignore_errors=True)
 
 
-def keep(results):
+def shared(suites, count):
+    """The longest first, each to who has least to do."""
+    parts = [[] for _ in range(count)]
+    for suite in sorted(suites, key=lambda suite: -SECONDS.get(suite, 30)):
+        min(parts, key=lambda part: sum(SECONDS.get(other, 30) for other in part)).append(suite)
+    return parts
+
+
+def keep(pairs):
     logs = MADE / 'logs'
     shutil.rmtree(logs, ignore_errors=True)
-    shutil.copytree(results, logs)
-    print(f'   logs of both machines: {logs.relative_to(TREE)}')
+    for pair in pairs:
+        shutil.copytree(pair.results, logs / pair.folder.name)
+        print(f'   logs of {", ".join(pair.suites)}: {(logs / pair.folder.name).relative_to(TREE)}')
 
 
-def run(arguments, folder, machines, report):
-    print(f'== starting two machines', flush=True)
-    box = machines.start('box', None if arguments.shell else subprocess.DEVNULL)
-    end = time.monotonic() + 10
-    while not ((folder / 'air').exists() and (folder / 'wire').exists()):
-        if box.poll() is not None or time.monotonic() > end:
-            cannot(f'the emulator does not start: {machines.error("box")}')
-        time.sleep(0.05)
-    peer = machines.start('peer')
-    followers = [threading.Thread(target=follow, args=(process, role, report, folder / f'results/{role}.console'),
-                                  daemon=True) for role, process in (('box', box), ('peer', peer))]
-    for follower in followers:
-        follower.start()
-    end = time.monotonic() + LIMIT
-    while box.poll() is None and (arguments.shell or time.monotonic() < end):
+def run(arguments, pairs):
+    """Whether all passed."""
+    print(f'== starting {2 * len(pairs)} machines', flush=True)
+    begun = time.monotonic()
+    for pair in pairs:
+        pair.start()
+    while any(pair.works() for pair in pairs) and (arguments.shell or time.monotonic() - begun < LIMIT):
         time.sleep(0.1)
-    ended = box.poll() is not None
-    if ended:
-        followers[0].join(5)
-    whole = report.table(arguments.suites)
+    ended = not any(pair.works() for pair in pairs)
+    for pair in pairs:
+        pair.is_whole = not pair.works() and pair.passed()
+    rows = {suite: row for pair in pairs for suite, row in pair.report.rows.items()}
+    table(rows, arguments.suites)
     if not ended:
         print(f'vm: not done after {LIMIT} s')
-    whole = whole and ended and report.code == ['box', '0']
-    seconds = time.monotonic() - report.begun
+    whole = all(pair.is_whole for pair in pairs)
+    seconds = time.monotonic() - begun
     print(f'   {"all passed" if whole else "not all passed"} in {seconds:.0f} s')
     if ended and seconds > QUIET:
         print(f'   that is more than the {QUIET} s that are meant: unless this machine had other work, they have become slow')
-    if not report.rows:
-        cannot(f'the machines do not come up; {machines.error("box")}')
+    if not rows:
+        cannot(f'the machines do not come up; {pairs[0].error()}')
     return whole
 
 

@@ -8,8 +8,8 @@
 #include <device_power.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
-#include <cstdlib>
 #include <functional>
 #include <iterator>
 #include <string_view>
@@ -42,14 +42,22 @@ std::string Profile(const std::string& number)
     return number == "1" ? ", hands-free" : number == "2" ? ", a speaker" : number == "16" ? ", a player" : "";
 }
 
+/// 0 for what is none.
+int Number(const std::string& text)
+{
+    int number = 0;
+    std::from_chars(text.data(), text.data() + text.size(), number);
+    return number;
+}
+
 std::string Authentication(const std::string& type, const std::string& passkey)
 {
-    return RequestInWords("authentication", std::atoi(type.c_str()), passkey, "");
+    return RequestInWords("authentication", Number(type), passkey, "");
 }
 
 std::string Service(const std::string& number)
 {
-    return std::atoi(number.c_str()) == BT_PROFILE_SERVICE_AUDIO ? "audio" : "service " + number;
+    return Number(number) == BT_PROFILE_SERVICE_AUDIO ? "audio" : "service " + number;
 }
 
 std::string Level(const std::string& code)
@@ -94,8 +102,7 @@ constexpr Meaning kMeanings[] = {
      [](const Values& v) { return "connecting the last speaker: status " + v[0]; }},
     {"PowerStateChanged", "(iiiiii)",
      [](const Values& v) {
-         return "power: " + PowerStateInWords(std::atoi(v[2].c_str())) + " -> " +
-                PowerStateInWords(std::atoi(v[3].c_str()));
+         return "power: " + PowerStateInWords(Number(v[2])) + " -> " + PowerStateInWords(Number(v[3]));
      }},
     {"StandbyPowerStatefromNormal", "()", [](const Values&) -> std::string { return "the box goes to standby"; }},
     {"UpdateConnectedDeviceList", "(bs)", [](const Values& v) { return Connection(v, 0, 1, ""); }},
@@ -112,8 +119,8 @@ constexpr Meaning kMeanings[] = {
     {"StateChanged", "((iiiiii))", [](const Values& v) { return "power state " + v[0]; }},
     {"Request", "(tsssiss)",
      [](const Values& v) {
-         return v[2] + " \"" + v[3] + "\": " + RequestInWords(v[1], std::atoi(v[4].c_str()), v[5], v[6]) +
-                "  (request " + v[0] + ")";
+         return v[2] + " \"" + v[3] + "\": " + RequestInWords(v[1], Number(v[4]), v[5], v[6]) + "  (request " + v[0] +
+                ")";
      }},
     {"Done", "(ts)", [](const Values& v) { return "request " + v[0] + " is " + v[1]; }},
 };

@@ -1,5 +1,6 @@
 #include "support/Child.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/prctl.h>
@@ -10,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <new>
 #include <ostream>
 #include <system_error>
 #include <utility>
@@ -117,6 +119,71 @@ Child Child::Spawn(std::vector<std::string> command)
     const int failure = ::posix_spawn(&pid, arguments.front(), nullptr, nullptr, arguments.data(), environ);
     if (failure != 0) {
         throw std::system_error(failure, std::generic_category(), "cannot start " + command.front());
+    }
+    return Child(pid);
+}
+
+namespace {
+
+/// What posix_spawn is to do beside starting the program. Throws where there is no memory for it.
+class Apart
+{
+public:
+    explicit Apart(int descriptor)
+    {
+        ::posix_spawn_file_actions_init(&m_actions);
+        ::posix_spawnattr_init(&m_attributes);
+        int failure = ::posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        failure |= ::posix_spawn_file_actions_adddup2(&m_actions, STDERR_FILENO, STDOUT_FILENO);
+        failure |= ::posix_spawn_file_actions_adddup2(&m_actions, descriptor, descriptor); // no longer closed by exec
+        sigset_t none;
+        sigemptyset(&none);
+        failure |= ::posix_spawnattr_setsigmask(&m_attributes, &none);
+        failure |=
+            ::posix_spawnattr_setflags(&m_attributes, static_cast<short>(POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK));
+        if (failure != 0) {
+            Free();
+            throw std::bad_alloc();
+        }
+    }
+    ~Apart()
+    {
+        Free();
+    }
+    Apart(const Apart&) = delete;
+    Apart& operator=(const Apart&) = delete;
+
+    [[nodiscard]] const posix_spawn_file_actions_t* Actions() const
+    {
+        return &m_actions;
+    }
+    [[nodiscard]] const posix_spawnattr_t* Attributes() const
+    {
+        return &m_attributes;
+    }
+
+private:
+    void Free()
+    {
+        ::posix_spawn_file_actions_destroy(&m_actions);
+        ::posix_spawnattr_destroy(&m_attributes);
+    }
+
+    posix_spawn_file_actions_t m_actions = {};
+    posix_spawnattr_t m_attributes = {};
+};
+
+} // namespace
+
+Child Child::SpawnApart(std::vector<std::string> command, int descriptor)
+{
+    const Apart apart(descriptor);
+    pid_t pid = -1;
+    const std::vector<char*> arguments = Pointers(command);
+    const int failure =
+        ::posix_spawn(&pid, arguments.front(), apart.Actions(), apart.Attributes(), arguments.data(), environ);
+    if (failure != 0) {
+        throw std::system_error(failure, std::generic_category(), "no process can be started");
     }
     return Child(pid);
 }

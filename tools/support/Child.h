@@ -54,6 +54,11 @@ public:
     /// Throws std::system_error when it cannot be started.
     [[nodiscard]] static Child Spawn(std::vector<std::string> command);
 
+    /// Starts a program that the terminal does not reach: in a session of its own, with nothing to read, with its
+    /// standard output joined to the standard error, and without blocked signals.
+    /// \param descriptor stays open in it under its number, though it is closed in other programs
+    [[nodiscard]] static Child SpawnApart(std::vector<std::string> command, int descriptor);
+
     /// None: it counts as ended in a way that nobody knows.
     Child() = default;
     ~Child();

@@ -1,6 +1,7 @@
 #include "support/Peer.h"
 
 #include <algorithm>
+#include <future>
 #include <iterator>
 #include <memory>
 #include <stdexcept>
@@ -52,6 +53,15 @@ Util::VariantPtr CallBus(GDBusConnection* connection, const char* method, GVaria
 {
     return Util::VariantPtr(g_dbus_connection_call_sync(connection, kBusItself, kBusPath, kBusItself, method, body,
                                                         nullptr, G_DBUS_CALL_FLAGS_NONE, kNoTimeout, nullptr, failure));
+}
+
+/// \param promise a std::promise<void>, taken over
+void OnAnswerThatIsAwaited(GObject* connection, GAsyncResult* result, gpointer promise)
+{
+    const std::unique_ptr<std::promise<void>> answered(static_cast<std::promise<void>*>(promise));
+    // Without an error to look at: a bus that has gone keeps nothing, either.
+    const Util::VariantPtr reply(g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, nullptr));
+    answered->set_value();
 }
 
 /// Returns when the bus has noticed that a connection was closed: only then are its names free, and those answered that
@@ -135,6 +145,54 @@ void Peer::Releases(const std::string& member)
     });
 }
 
+void Peer::StallsEverything()
+{
+    m_thread.Run([this] {
+        m_stallsEverything = true;
+        m_errorToEverything = {};
+    });
+}
+
+void Peer::AnswersEverythingWithError(const std::string& errorName, const std::string& text)
+{
+    m_thread.Run([&] {
+        m_stallsEverything = false;
+        m_errorToEverything = Answer{nullptr, errorName, text};
+        ReplyToStalled();
+    });
+}
+
+void Peer::AnswersEverything()
+{
+    m_thread.Run([this] {
+        m_stallsEverything = false;
+        m_errorToEverything = {};
+        ReplyToStalled();
+    });
+}
+
+void Peer::AnswersNext(const std::string& member)
+{
+    m_thread.Run([&] { m_answeredNext.insert(member); });
+}
+
+std::size_t Peer::StalledCalls() const
+{
+    std::size_t count = 0;
+    m_thread.Run([&] { count = m_stalled.size(); });
+    return count;
+}
+
+void Peer::ReleasesOldest()
+{
+    m_thread.Run([this] {
+        if (!m_stalled.empty()) {
+            Reply(m_stalled.front().get());
+            m_stalled.erase(m_stalled.begin());
+        }
+    });
+}
+
 void Peer::VanishesOn(const std::string& member)
 {
     m_thread.Run([&] { m_vanishingOn.insert(member); });
@@ -160,6 +218,11 @@ bool Peer::IsThere() const
     return isThere;
 }
 
+void Peer::OwnsToo(const std::string& busName)
+{
+    m_thread.Run([&] { RequestName(busName); });
+}
+
 void Peer::Emits(const std::string& path, const std::string& interface, const std::string& member, GVariant* body,
                  const char* destination)
 {
@@ -167,6 +230,7 @@ void Peer::Emits(const std::string& path, const std::string& interface, const st
     DemandTuple(owned.get());
     m_thread.Run([&] {
         GError* failure = nullptr;
+        m_hasSent = true;
         if (!m_connection ||
             g_dbus_connection_emit_signal(m_connection.get(), destination, path.c_str(), interface.c_str(),
                                           member.c_str(), owned.get(), &failure) == FALSE) {
@@ -209,11 +273,39 @@ std::vector<std::string> Peer::Violations() const
     return violations;
 }
 
+std::vector<std::string> Peer::TakeViolations()
+{
+    std::vector<std::string> violations;
+    m_thread.Run([&] { violations = std::exchange(m_violations, {}); });
+    return violations;
+}
+
 void Peer::Synchronize()
 {
-    // The first brings in what the bus had; that is handled before the second, which pushes the answers out.
+    // The first brings in what the bus had; that is handled before the second, which pushes out what was sent.
     m_thread.Run([this] { AskBusForId(); });
-    m_thread.Run([this] { AskBusForId(); });
+    m_thread.Run([this] {
+        if (std::exchange(m_hasSent, false)) {
+            AskBusForId();
+        }
+    });
+}
+
+/// All connections share GDBus's thread, which takes one answer after the other. This call is not waited for in a
+/// context of its own, so it leaves no descriptor itself.
+void Peer::AwaitsGDBus()
+{
+    auto answered = std::make_unique<std::promise<void>>();
+    const std::future<void> answer = answered->get_future();
+    m_thread.Run([&] {
+        if (!m_connection) {
+            answered->set_value();
+            return;
+        }
+        g_dbus_connection_call(m_connection.get(), kBusItself, kBusPath, kBusItself, "GetId", nullptr, nullptr,
+                               G_DBUS_CALL_FLAGS_NONE, kNoTimeout, nullptr, OnAnswerThatIsAwaited, answered.release());
+    });
+    answer.wait();
 }
 
 /// Runs on GDBus's thread.
@@ -242,23 +334,23 @@ void Peer::Connect()
     auto data = std::make_unique<FilterData>(FilterData{m_thread.Context(), this});
     m_filter = g_dbus_connection_add_filter(m_connection.get(), OnMessage, data.release(), DeleteFilterData);
     if (!m_busName.empty()) {
-        RequestName();
+        RequestName(m_busName);
     }
 }
 
-void Peer::RequestName() const
+void Peer::RequestName(const std::string& busName) const
 {
     constexpr guint32 kDoNotQueue = 4;
     constexpr guint32 kPrimaryOwner = 1;
     GError* failure = nullptr;
     const Util::VariantPtr reply =
-        CallBus(m_connection.get(), "RequestName", g_variant_new("(su)", m_busName.c_str(), kDoNotQueue), &failure);
+        CallBus(m_connection.get(), "RequestName", g_variant_new("(su)", busName.c_str(), kDoNotQueue), &failure);
     guint32 result = 0;
     if (reply) {
         g_variant_get(reply.get(), "(u)", &result);
     }
     if (result != kPrimaryOwner) {
-        Throw("the peer did not get the name " + m_busName, failure);
+        Throw("the peer did not get the name " + busName, failure);
     }
 }
 
@@ -297,6 +389,7 @@ void Peer::HandleMessage(GDBusConnection* connection, GDBusMessage* message)
     }
     const bool isCall = recorded.kind == Message::Kind::Call;
     m_messages.push_back(std::move(recorded));
+    ++m_received;
     if (isCall) {
         HandleCall(message);
     }
@@ -307,11 +400,32 @@ void Peer::HandleCall(GDBusMessage* call)
     const std::string member = g_dbus_message_get_member(call);
     if (m_vanishingOn.erase(member) > 0) {
         Disconnect();
-    } else if (m_stalling.count(member) > 0) {
+        return;
+    }
+    const bool isAnswered = m_answeredNext.erase(member) > 0;
+    if (!isAnswered && (m_stallsEverything || m_stalling.count(member) > 0)) {
         m_stalled.emplace_back(G_DBUS_MESSAGE(g_object_ref(call)));
     } else {
         Reply(call);
     }
+}
+
+void Peer::ReplyToStalled()
+{
+    for (const Util::MessagePtr& call : m_stalled) {
+        Reply(call.get());
+    }
+    m_stalled.clear();
+}
+
+const Peer::Answer& Peer::AnswerTo(const std::string& member) const
+{
+    static const Answer kEmpty = {};
+    if (!m_errorToEverything.errorName.empty()) {
+        return m_errorToEverything;
+    }
+    const auto answer = m_answers.find(member);
+    return answer != m_answers.end() ? answer->second : kEmpty;
 }
 
 void Peer::Reply(GDBusMessage* call)
@@ -319,14 +433,15 @@ void Peer::Reply(GDBusMessage* call)
     if ((g_dbus_message_get_flags(call) & G_DBUS_MESSAGE_FLAGS_NO_REPLY_EXPECTED) != 0) {
         return;
     }
-    const auto answer = m_answers.find(g_dbus_message_get_member(call));
-    const bool isError = answer != m_answers.end() && !answer->second.errorName.empty();
-    const Util::MessagePtr reply(isError ? g_dbus_message_new_method_error_literal(
-                                               call, answer->second.errorName.c_str(), answer->second.errorText.c_str())
-                                         : g_dbus_message_new_method_reply(call));
-    if (!isError && answer != m_answers.end() && answer->second.body) {
-        g_dbus_message_set_body(reply.get(), answer->second.body.get());
+    const Answer& answer = AnswerTo(g_dbus_message_get_member(call));
+    const bool isError = !answer.errorName.empty();
+    const Util::MessagePtr reply(
+        isError ? g_dbus_message_new_method_error_literal(call, answer.errorName.c_str(), answer.errorText.c_str())
+                : g_dbus_message_new_method_reply(call));
+    if (!isError && answer.body) {
+        g_dbus_message_set_body(reply.get(), answer.body.get());
     }
+    m_hasSent = true;
     // The caller may have gone, or the bus; either is for the test to see.
     g_dbus_connection_send_message(m_connection.get(), reply.get(), G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr, nullptr);
 }

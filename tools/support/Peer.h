@@ -7,6 +7,7 @@
 
 #include <gio/gio.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <functional>
@@ -48,6 +49,17 @@ public:
     void Stalls(const std::string& member);
     /// Answers the calls that were stalled, in the order of their arrival, and stalls \p member no more.
     void Releases(const std::string& member);
+    /// The same for calls of all members, whatever was said of one of them; the latest of these three holds.
+    void StallsEverything();
+    void AnswersEverythingWithError(const std::string& errorName, const std::string& text);
+    /// Calls that were stalled are answered.
+    void AnswersEverything();
+    /// The next call of \p member is answered also while everything is stalled.
+    void AnswersNext(const std::string& member);
+    /// How many calls are stalled.
+    [[nodiscard]] std::size_t StalledCalls() const;
+    /// Answers the call that was stalled first, as if it had not been.
+    void ReleasesOldest();
     /// Drops its connection instead of answering the next call of \p member.
     void VanishesOn(const std::string& member);
 
@@ -56,6 +68,8 @@ public:
     /// Connects once more and owns its name before it returns. Calls that were stalled are forgotten.
     void Reappears();
     [[nodiscard]] bool IsThere() const;
+    /// Owns one more name before it returns, until it vanishes: several services in one, for who makes many of them.
+    void OwnsToo(const std::string& busName);
 
     /// \param body a tuple, floating or not; null for none
     /// \param destination null for all who subscribed
@@ -64,6 +78,11 @@ public:
 
     // What it has received.
 
+    /// How many there were so far, whatever was forgotten. Costs no visit to the peer's thread.
+    [[nodiscard]] std::size_t Received() const
+    {
+        return m_received;
+    }
     [[nodiscard]] std::vector<Message> Messages() const;
     [[nodiscard]] std::vector<Message> Calls() const;
     [[nodiscard]] std::vector<Message> Signals() const;
@@ -76,10 +95,17 @@ public:
 
     /// What the check found wrong, one text a message. Clear() keeps it.
     [[nodiscard]] std::vector<std::string> Violations() const;
+    /// The same, and forgets them: for who looks again and again.
+    [[nodiscard]] std::vector<std::string> TakeViolations();
 
     /// Returns when all that the bus had for this peer is recorded and answered, and all that the peer sent is with
     /// the bus. Returns at once when the peer has vanished.
     void Synchronize();
+
+    /// Returns when GDBus's own thread has let go of all calls of this process that were answered before: it keeps the
+    /// descriptor of a call that was waited for a moment longer than the caller. Returns at once when the peer has
+    /// vanished.
+    void AwaitsGDBus();
 
     [[nodiscard]] const std::string& BusName() const
     {
@@ -101,22 +127,29 @@ private:
 
     // All below belong to the peer's thread.
     void Connect();
-    void RequestName() const;
+    void RequestName(const std::string& busName) const;
     void Disconnect();
     void AskBusForId() const;
     void HandleMessage(GDBusConnection* connection, GDBusMessage* message);
     void HandleCall(GDBusMessage* call);
     void Reply(GDBusMessage* call);
+    void ReplyToStalled();
+    [[nodiscard]] const Answer& AnswerTo(const std::string& member) const;
 
     const std::string m_busName;
     const Check m_check;
     ConnectionPtr m_connection; ///< null while it has vanished
     guint m_filter = 0;
     std::map<std::string, Answer> m_answers;
+    bool m_stallsEverything = false;
+    std::set<std::string> m_answeredNext; ///< members, whatever is stalled
+    Answer m_errorToEverything;           ///< holds while it has an error's name
     std::set<std::string> m_stalling;
     std::set<std::string> m_vanishingOn;
     std::vector<Util::MessagePtr> m_stalled;
     std::vector<Message> m_messages;
+    bool m_hasSent = false;                  ///< since all that it sent was with the bus
+    std::atomic<std::size_t> m_received = 0; ///< written by the peer's thread, read by any
     std::vector<std::string> m_violations;
     LoopThread m_thread; ///< last, so that it ends before what it works on
 };

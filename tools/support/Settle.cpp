@@ -36,7 +36,7 @@ std::size_t CountMessages(std::initializer_list<Peer*> peers)
 {
     std::size_t count = 0;
     for (const Peer* peer : peers) {
-        count += peer->Messages().size();
+        count += peer->Received();
     }
     return count;
 }

@@ -48,6 +48,7 @@ void RemoveFolder(const char* path)
 } // namespace
 
 std::atomic<TempDir*> TempDir::s_latest{nullptr};
+TempDir::Listener TempDir::s_listener = nullptr;
 
 TempDir::TempDir(std::string_view name, const std::filesystem::path& parent)
     : m_path(MakeFolder(name, parent.empty() ? UsualParent() : parent)),
@@ -58,6 +59,9 @@ TempDir::TempDir(std::string_view name, const std::filesystem::path& parent)
         m_previous->m_next = this;
     }
     s_latest = this;
+    if (s_listener != nullptr) {
+        s_listener(m_path.c_str(), true);
+    }
 }
 
 TempDir::~TempDir()
@@ -65,6 +69,9 @@ TempDir::~TempDir()
     if (m_owner == ::getpid()) {
         std::error_code ignored;
         std::filesystem::remove_all(m_path, ignored);
+        if (s_listener != nullptr) {
+            s_listener(m_path.c_str(), false);
+        }
     }
     if (m_next != nullptr) {
         m_next->m_previous = m_previous;
@@ -74,6 +81,11 @@ TempDir::~TempDir()
     if (m_previous != nullptr) {
         m_previous->m_next = m_next;
     }
+}
+
+void TempDir::TellOfEach(Listener listener)
+{
+    s_listener = listener;
 }
 
 void TempDir::OnDeadlySignal(int signal)

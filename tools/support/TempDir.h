@@ -33,6 +33,10 @@ public:
     /// ignored or handled already stay so. For the start of a program.
     static void RemoveAllWhenKilled();
 
+    /// Is told of each folder of each process that this one is, or forks: when it has been made, and when it has gone.
+    using Listener = void (*)(const char* path, bool isThere);
+    static void TellOfEach(Listener listener);
+
 private:
     static void OnDeadlySignal(int signal);
 
@@ -42,6 +46,7 @@ private:
     TempDir* m_next = nullptr;
 
     static std::atomic<TempDir*> s_latest;
+    static Listener s_listener;
 };
 
 } // namespace support

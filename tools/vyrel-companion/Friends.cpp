@@ -20,7 +20,7 @@ namespace companion {
 namespace {
 
 constexpr std::size_t kMostBytes = 1 << 20;
-constexpr const char* kName = "name";
+constexpr const char* kNameKey = "name";
 
 using Names = std::unique_ptr<char*, bus::ReleaseWith<g_strfreev>>;
 
@@ -69,7 +69,7 @@ std::optional<std::vector<std::pair<std::string, std::string>>> Friends::List() 
     const Names groups(g_key_file_get_groups(keys->get(), nullptr));
     for (char** group = groups.get(); *group != nullptr; ++group) {
         if (bluez::IsAddress(*group)) {
-            const bus::TextPtr name(g_key_file_get_string(keys->get(), *group, kName, nullptr));
+            const bus::TextPtr name(g_key_file_get_string(keys->get(), *group, kNameKey, nullptr));
             list.emplace_back(*group, name ? name.get() : "");
         }
     }
@@ -82,7 +82,7 @@ bool Friends::Add(const std::string& address, const std::string& name)
     const features::KeyFilePtr fresh(keys ? nullptr : g_key_file_new());
     GKeyFile* file = keys ? keys->get() : fresh.get();
     if (!name.empty() || g_key_file_has_group(file, address.c_str()) == FALSE) {
-        g_key_file_set_string(file, address.c_str(), kName, name.c_str());
+        g_key_file_set_string(file, address.c_str(), kNameKey, name.c_str());
     }
     if (!keys) {
         std::rename(m_path.c_str(), (m_path + ".bad").c_str());

@@ -14,7 +14,7 @@ namespace companion {
 
 namespace {
 
-constexpr std::size_t kMostBytes = 65536;
+constexpr std::size_t kLongestRules = 65536;
 constexpr std::size_t kLongestPin = 16;
 constexpr const char* kGroup = "pairing";
 
@@ -42,7 +42,7 @@ std::optional<Rule> RuleNamed(std::string_view word)
 Rules ReadRules(const std::string& path)
 {
     Rules rules;
-    const files::SmallFile file(path, kMostBytes);
+    const files::SmallFile file(path, kLongestRules);
     if (!file.Text() && file.IsMissing()) {
         return rules;
     }

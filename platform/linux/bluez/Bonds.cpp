@@ -47,6 +47,7 @@ int ResultOfStatus(std::uint8_t status)
 
 void Bonds::TellCreated(int result, const Device* device, const std::string& address) const
 {
+    // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): it does not see the owner behind the question mark.
     const InfoPtr info = device != nullptr ? MakeInfo(*device) : MakeInfo(address);
     if (info && m_stack.MayTell()) {
         onCreated.Tell(result, info.get());
@@ -173,6 +174,7 @@ int Bonds::Destroy(const char* address)
     return BT_ERROR_NONE;
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): the bonds that the daemon keeps are what it changes.
 int Bonds::RemoveAll(const std::string& adapterPath, const bus::Deadline& deadline)
 {
     // What outlives this call, because answers may come after the deadline.

@@ -24,7 +24,7 @@ namespace bluez {
 namespace {
 
 // Without a name the daemon puts one on the air that it makes of our connection's name and the path.
-constexpr const char* kName = "vyrel-lite";
+constexpr const char* kProfileName = "vyrel-lite";
 constexpr const char* kPathPrefix = "/org/vantor/platform/rfcomm/";
 
 bool IsUuidText(std::string_view text)
@@ -39,7 +39,7 @@ GVariant* Options()
 {
     GVariantBuilder options;
     g_variant_builder_init(&options, G_VARIANT_TYPE_VARDICT);
-    g_variant_builder_add(&options, "{sv}", "Name", g_variant_new_string(kName));
+    g_variant_builder_add(&options, "{sv}", "Name", g_variant_new_string(kProfileName));
     g_variant_builder_add(&options, "{sv}", "Role", g_variant_new_string("server"));
     g_variant_builder_add(&options, "{sv}", "Channel", g_variant_new_uint16(0)); // any that is free
     g_variant_builder_add(&options, "{sv}", "RequireAuthentication", g_variant_new_boolean(FALSE));

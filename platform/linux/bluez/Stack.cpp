@@ -3,6 +3,7 @@
 #include "Log.h"
 #include "bluez/Address.h"
 #include "bus/Handles.h"
+#include "bus/Remote.h"
 #include "bus/SystemBus.h"
 #include "mgmt/Bytes.h"
 #include "power/PowerManager.h"
@@ -177,6 +178,9 @@ void Stack::AdapterChanged(const Adapter* before, const Adapter* now)
             m_chosen.clear();
             power.AdapterWent();
             Choose();
+        }
+        if (onAdapterWent && daemon.Remote().IsThere()) {
+            onAdapterWent(before->address);
         }
         return;
     }

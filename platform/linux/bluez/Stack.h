@@ -70,6 +70,10 @@ public:
     /// Told of each change of a device of our adapter, after the parts; null stands for "is not there".
     std::function<void(const Device* before, const Device* now)> onDeviceChanged;
 
+    /// Told of each adapter that is pulled, with its address, before its devices go; not of those of a daemon that
+    /// ends.
+    std::function<void(const std::string& address)> onAdapterWent;
+
     // The parts.
     Daemon daemon;
     mgmt::Client kernel;

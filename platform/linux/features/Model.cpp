@@ -13,7 +13,7 @@ namespace features {
 namespace {
 
 constexpr std::array<const char*, 2> kPlaces = {"/sys/class/dmi/id/product_name", "/proc/device-tree/model"};
-constexpr std::size_t kMostBytes = 256;
+constexpr std::size_t kLongestModel = 256;
 
 /// The file ends in a line feed here and in a NUL there, and the firmware may have padded the name.
 std::string Trimmed(const std::string& text)
@@ -40,7 +40,7 @@ std::string ValidUtf8(const std::string& text)
 std::optional<std::string> ModelOfMachine()
 {
     for (const char* place : kPlaces) {
-        const files::SmallFile file(files::UnderRoot(place), kMostBytes);
+        const files::SmallFile file(files::UnderRoot(place), kLongestModel);
         const std::string name = file.Text() ? Trimmed(*file.Text()) : std::string();
         if (!name.empty()) {
             return ValidUtf8(name);

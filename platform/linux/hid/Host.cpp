@@ -123,6 +123,7 @@ void Host::Open()
     bluez::Stack::Shared().onDeviceChanged = [this](const bluez::Device* before, const bluez::Device* now) {
         OnDevice(before, now);
     };
+    bluez::Stack::Shared().onAdapterWent = [this](const std::string& address) { OnAdapterWent(address); };
     const std::vector<Node> nodes = TheTransport().Start([this](const Node& node) { OnCame(node); },
                                                          [this](const std::string& path) { OnWent(path); });
     for (const Node& node : nodes) {
@@ -139,6 +140,7 @@ void Host::Close()
     m_isOpen = false;
     TheTransport().Stop();
     bluez::Stack::Shared().onDeviceChanged = {};
+    bluez::Stack::Shared().onAdapterWent = {};
     m_news.Clear();
     m_remotes.clear();
 }
@@ -174,10 +176,9 @@ void Host::OnCame(const Node& node)
         RemoteListener& listener = *this;
         remote = &m_remotes.emplace_back(listener, node.address, RoleOf(node));
     }
-    const bool isNewVoice = remote->IsUp() && !remote->Speaks();
-    remote->NodeCame(node);
-    if (isNewVoice && remote->Speaks()) {
-        remote->LinkUp(); // of its several nodes the one that counts
+    const bool isOtherVoice = remote->NodeCame(node);
+    if (isOtherVoice && remote->IsUp()) {
+        remote->LinkMoves(); // of its several nodes this is the one that counts
     }
     Update(*remote);
 }
@@ -186,6 +187,14 @@ void Host::OnWent(const std::string& path)
 {
     for (Remote& remote : m_remotes) {
         remote.NodeWent(path);
+        Update(remote);
+    }
+}
+
+void Host::OnAdapterWent(const std::string& address)
+{
+    for (Remote& remote : m_remotes) {
+        remote.AdapterWent(bluez::Normalised(address));
         Update(remote);
     }
 }

@@ -74,6 +74,7 @@ private:
     void Close();
     void OnCame(const Node& node);
     void OnWent(const std::string& path);
+    void OnAdapterWent(const std::string& address);
     void OnDevice(const bluez::Device* before, const bluez::Device* now);
     void Update(Remote& remote);
     void Note(const Remote& remote, std::optional<std::uint8_t> battery = std::nullopt);

@@ -44,16 +44,24 @@ Remote::~Remote()
     Close();
 }
 
-void Remote::NodeCame(const Node& node)
+bool Remote::NodeCame(const Node& node)
 {
-    m_paths.insert(node.path);
+    m_paths.insert_or_assign(node.path, node.adapter);
     const Abilities abilities = AbilitiesIn(node.descriptor);
-    if (abilities.isRemote) {
-        m_speaker = node;
+    const bool isOtherStand = abilities.isStand && Prefers(node, m_stand);
+    return (abilities.isRemote && Prefers(node, m_speaker)) || isOtherStand;
+}
+
+/// Of two nodes that can do the same the later one is alive: the daemon, 5.66, leaves one behind that leads nowhere
+/// when its adapter is pulled while it writes to the device.
+bool Remote::Prefers(const Node& node, std::optional<Node>& counts)
+{
+    if (counts && counts->path == node.path) {
+        return false;
     }
-    if (abilities.isStand) {
-        m_stand = node;
-    }
+    Close();
+    counts = node;
+    return true;
 }
 
 void Remote::NodeWent(const std::string& path)
@@ -66,6 +74,16 @@ void Remote::NodeWent(const std::string& path)
     if (m_stand && m_stand->path == path) {
         m_stand.reset();
         Close();
+    }
+}
+
+void Remote::AdapterWent(const std::string& adapter)
+{
+    const auto paths = m_paths;
+    for (const auto& [path, itsAdapter] : paths) {
+        if (!adapter.empty() && itsAdapter == adapter) {
+            NodeWent(path);
+        }
     }
 }
 
@@ -106,6 +124,12 @@ void Remote::LinkDown()
         throttle.Forget();
     }
     m_outbox.Closed();
+}
+
+void Remote::LinkMoves()
+{
+    LinkDown();
+    LinkUp();
 }
 
 bool Remote::Open(const Node& node, bool listens)
@@ -240,7 +264,7 @@ gboolean Remote::OnReadable(gint, GIOCondition, gpointer self)
 /// \return false when the device is gone
 bool Remote::ReadSome()
 {
-    std::array<std::uint8_t, kMostReportBytes> buffer; // NOLINT(cppcoreguidelines-pro-type-member-init): filled by read
+    std::array<std::uint8_t, kMostReportBytes> buffer; // filled by read
     for (int i = 0; i < kMostReportsAtOnce; ++i) {
         const std::optional<std::size_t> size = m_channel->Read(buffer);
         if (!size) {

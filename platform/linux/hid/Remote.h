@@ -16,7 +16,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -75,8 +74,11 @@ public:
         return m_speaker.has_value();
     }
 
-    void NodeCame(const Node& node);
+    /// \return whether from now on this node is the one that carries the reports
+    bool NodeCame(const Node& node);
     void NodeWent(const std::string& path);
+    /// No node outlives its adapter: what is left of one leads nowhere.
+    void AdapterWent(const std::string& adapter);
     [[nodiscard]] bool HasNode() const
     {
         return !m_paths.empty();
@@ -90,6 +92,8 @@ public:
     /// Its link is up: it is listened to and asked what it is. RemoteKnown() follows within about a second.
     void LinkUp();
     void LinkDown();
+    /// The same link, over another node: it is asked anew, and sent again what it has not acknowledged.
+    void LinkMoves();
     [[nodiscard]] bool IsUp() const
     {
         return m_isUp;
@@ -142,6 +146,7 @@ private:
 
     bool Open(const Node& node, bool listens);
     void Close();
+    bool Prefers(const Node& node, std::optional<Node>& counts);
     void Ask();
     void OnAnswers(const Answers& answers);
     void TakeAnswers(const Answers& answers);
@@ -154,9 +159,9 @@ private:
     RemoteListener& m_listener;
     const std::string m_address;
     const Role m_role;
-    std::set<std::string> m_paths;
-    std::optional<Node> m_speaker; ///< the node that speaks the protocol
-    std::optional<Node> m_stand;   ///< the node that takes the stand's commands
+    std::map<std::string, std::string> m_paths; ///< of its nodes, and the adapter of each
+    std::optional<Node> m_speaker;              ///< the node that speaks the protocol
+    std::optional<Node> m_stand;                ///< the node that takes the stand's commands
     bool m_isUp = false;
     bool m_isKnown = false;   ///< RemoteKnown() was told for this link
     bool m_isStale = false;   ///< the interview was begun for an earlier link

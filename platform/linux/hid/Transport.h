@@ -17,7 +17,8 @@ struct Node
     std::string address; ///< in capital letters
     unsigned vendor = 0;
     unsigned product = 0;
-    Bytes descriptor; ///< of its reports
+    Bytes descriptor;      ///< of its reports
+    std::string adapter{}; ///< the address of the one that it is connected to, in capital letters; empty for unknown
 };
 
 /// A node that was opened. Reports have their id in front.

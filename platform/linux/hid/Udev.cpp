@@ -70,7 +70,8 @@ std::optional<Node> NodeOf(udev_device* device)
     }
     const files::SmallFile descriptor(files::UnderRoot(Text(udev_device_get_syspath(parent)) + "/report_descriptor"),
                                       kMostDescriptorBytes);
-    Node node{path, bluez::Normalised(address), id->vendor, id->product, {}};
+    const std::string adapter = Text(udev_device_get_property_value(parent, "HID_PHYS"));
+    Node node{path, bluez::Normalised(address), id->vendor, id->product, {}, bluez::Normalised(adapter)};
     if (descriptor.Text()) {
         node.descriptor.assign(descriptor.Text()->begin(), descriptor.Text()->end());
     }

@@ -39,7 +39,7 @@ Length LittleEndian(std::uint64_t number)
 
 iovec Piece(const void* data, std::size_t length)
 {
-    return {const_cast<void*>(data), length}; // NOLINT: the kernel only reads it
+    return {const_cast<void*>(data), length}; // the kernel only reads it
 }
 
 /// False when the path does not fit, which only a test's root could bring about.
@@ -102,7 +102,7 @@ ssize_t SendDescriptor(int socket, int file, const sockaddr_un& address)
 {
     alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control = {};
     msghdr message = {};
-    message.msg_name = const_cast<sockaddr_un*>(&address); // NOLINT: the kernel only reads it
+    message.msg_name = const_cast<sockaddr_un*>(&address); // the kernel only reads it
     message.msg_namelen = sizeof(address);
     message.msg_control = control.data();
     message.msg_controllen = control.size();
@@ -159,8 +159,8 @@ void Journal::TellLoss()
 
 Journal::Outcome Journal::SendOnce(std::span<const Field> fields)
 {
-    std::array<iovec, kMostFields * kPiecesOfField> pieces; // NOLINT: the part that is used is filled below
-    std::array<Length, kMostFields> lengths;                // NOLINT: as above
+    std::array<iovec, kMostFields * kPiecesOfField> pieces; // the part that is used is filled below
+    std::array<Length, kMostFields> lengths;                // as above
     std::size_t count = 0;
     for (std::size_t index = 0; index < std::min(fields.size(), kMostFields); ++index) {
         const Field& field = fields[index];

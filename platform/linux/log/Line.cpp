@@ -33,7 +33,7 @@ std::string_view SyslogPriority(int priority)
 
 iovec Piece(std::string_view text)
 {
-    return {const_cast<char*>(text.data()), text.size()}; // NOLINT: the kernel only reads it
+    return {const_cast<char*>(text.data()), text.size()}; // the kernel only reads it
 }
 
 /// In the form in which a service manager takes a line's priority from its standard error.
@@ -78,7 +78,7 @@ int WriteLine(int priority, const char* tag, const char* format, va_list argumen
     if (tag == nullptr || format == nullptr) {
         return -1;
     }
-    std::array<char, kUsualLength> usual; // NOLINT: vsnprintf fills what is used
+    std::array<char, kUsualLength> usual; // vsnprintf fills what is used
     va_list again;
     va_copy(again, arguments);
     const int length = std::vsnprintf(usual.data(), usual.size(), format, arguments);

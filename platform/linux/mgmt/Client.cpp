@@ -145,7 +145,7 @@ std::optional<Reply> Client::SendAndWait(Command command, std::span<const std::u
 
 std::optional<Client::Message> Client::Read() const
 {
-    std::array<std::uint8_t, kMaxMessage> buffer; // NOLINT(cppcoreguidelines-pro-type-member-init): filled by recv
+    std::array<std::uint8_t, kMaxMessage> buffer; // filled by recv
     const ssize_t size = recv(m_socket.Get(), buffer.data(), buffer.size(), 0);
     if (size < 0) {
         return errno == EAGAIN || errno == EINTR ? std::nullopt : std::optional(Message());

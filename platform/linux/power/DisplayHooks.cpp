@@ -60,7 +60,7 @@ void DisplayHooks::Start(const std::string& path)
     GError* error = nullptr;
     GPid pid = 0;
     const bool isStarted =
-        g_spawn_async(nullptr, const_cast<char**>(arguments.data()), nullptr, // NOLINT: only read
+        g_spawn_async(nullptr, const_cast<char**>(arguments.data()), nullptr, // only read
                       static_cast<GSpawnFlags>(G_SPAWN_DO_NOT_REAP_CHILD | G_SPAWN_STDOUT_TO_DEV_NULL), nullptr,
                       nullptr, &pid, &error) != FALSE;
     if (!isStarted) {

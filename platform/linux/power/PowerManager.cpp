@@ -13,10 +13,6 @@ namespace power {
 
 namespace {
 
-constexpr int kAmbientNone = 0;
-constexpr int kAmbientLowPower = 2;
-constexpr int kAmbientToSuspend = 3;
-
 constexpr int kSuspendFromStandby = 4;
 constexpr int kRestartedOutOfStandby = 50;
 

@@ -18,6 +18,11 @@
 
 namespace power {
 
+/// The ambient modes that decide something here; another one is a picture that is shown while the set is on.
+inline constexpr int kAmbientNone = 0;
+inline constexpr int kAmbientLowPower = 2;
+inline constexpr int kAmbientToSuspend = 3;
+
 /// The power states of a television on a box that knows two: awake, and asleep or off by logind.
 ///
 /// Normal and picture-off differ in the picture, standby is silent and dark but awake: a minute of it without a lock

@@ -20,10 +20,6 @@ namespace power {
 
 namespace {
 
-constexpr int kAmbientNone = 0;
-constexpr int kAmbientLowPower = 2;
-constexpr int kAmbientToSuspend = 3;
-
 constexpr int kWokenByPerson = 0; // or by anything else that is not Bluetooth
 constexpr int kWokenInStandby = 94;
 constexpr int kWokenAsleep = 95;

@@ -41,7 +41,7 @@ void Proxy::BusWent(GDBusConnection*)
     m_claimedFrom.clear();
 }
 
-bus::VariantPtr Proxy::Ask(const Question& question, GVariant* body, const GVariantType* type)
+bus::VariantPtr Proxy::Ask(const Question& question, GVariant* body, const GVariantType* type) const
 {
     const bus::VariantPtr owned = bus::Take(body);
     GDBusConnection* connection = bus::SystemBus::Shared().Connection();

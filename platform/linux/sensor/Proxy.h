@@ -41,7 +41,7 @@ private:
     void BusCame(GDBusConnection* connection) override;
     void BusWent(GDBusConnection* connection) override;
     /// Null when it is not answered in the time that is left.
-    bus::VariantPtr Ask(const Question& question, GVariant* body, const GVariantType* type);
+    [[nodiscard]] bus::VariantPtr Ask(const Question& question, GVariant* body, const GVariantType* type) const;
     bus::VariantPtr Property(const char* name, const GVariantType* type);
     /// \param isFresh whether it was not claimed before
     bool Claim(bool* isFresh);

@@ -374,6 +374,21 @@ class Box:
                 print(f'@+ not connected at once: {error}')
                 pass_time(1)
 
+    def speaker_comes(self):
+        """Somebody at the speaker has it connect. For a minute after it lost the box its daemon tries that by itself, too,
+        and is busy then: who is there tries again."""
+        for attempt in range(4):
+            self.part()
+            self.forget_calls()
+            said = self.peer.do('Connect', self.address)
+            try:
+                self.got('AudioConnectionStateChanged', self.peer_address, 2, 0, 1, seconds=3 if attempt < 3 else 15)
+                return
+            except TimeOut:
+                if attempt == 3:
+                    raise
+                print(f'@+ not connected at once: {said}')
+
     def trust(self):
         self.bus.set(self.device_path(), DEVICE, 'Trusted', boolean(True))
 
@@ -381,9 +396,10 @@ class Box:
         self.bus.call(HCI, ADAPTER, 'RemoveDevice', GLib.Variant('(o)', (self.device_path(),)))
 
     def part(self):
-        """No link between the two; what comes next begins with one of its own."""
+        """No link between the two; what comes next begins with one of its own. One that the other had begun to make comes
+        after all."""
         self.peer.part()
-        wait(lambda: not links(), 'there is no link')
+        wait(lambda: not links() or self.peer.part(), 'there is no link')
 
     def bond(self):
         """The two become acquainted, as the connection manager wants it; the device begins, whatever it is: a pairing

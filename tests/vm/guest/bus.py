@@ -2,6 +2,7 @@
 answering others meanwhile."""
 
 import ctypes
+import glob
 import json
 import os
 import re
@@ -148,8 +149,9 @@ class Daemons:
         GLib.timeout_add_seconds(5, lambda: self.keep_logs() or True)
 
     def keep_logs(self):
-        for name in os.listdir(self.LOGS):
-            with open(f'{self.LOGS}/{name}', 'rb') as log, open(f'{self.kept}/{name}', 'ab') as kept:
+        """Also what the kernel gave its controller to do."""
+        for path in glob.glob(f'{self.LOGS}/*') + glob.glob('/run/commands.*'):
+            with open(path, 'rb') as log, open(f'{self.kept}/{os.path.basename(path)}', 'ab') as kept:
                 log.seek(kept.tell())
                 shutil.copyfileobj(log, kept)
 

@@ -19,15 +19,17 @@ from wire import Wire
 
 BLUETOOTHD = '/usr/libexec/bluetooth/bluetoothd'
 LOGS = '/mnt/results/peer'
+# What only waits to be called calls nobody, as the daemon does two seconds after a pairing to look at the other's services.
+PERIPHERAL = 'ControllerMode = le\nReverseServiceDiscovery = false'
 # Class of device, vendor and product, further options of the daemon and of its configuration.
 KINDS = {
     'phone': ('0x5a020c', '1d6b:0246', [], ''),
     'speaker': ('0x240414', '1d6b:0247', [], ''),
     'classic speaker': ('0x240414', '1d6b:0247', [], 'ControllerMode = bredr'),
     'keyboard': ('0x002540', '1d6b:0248', ['--noplugin=input,hog'], ''),
-    'remote': ('0x00050c', '04E8:2075', ['--noplugin=input,hog'], 'ControllerMode = le'),
-    'wheel': ('0x00050c', '04E8:2084', ['--noplugin=input,hog'], 'ControllerMode = le'),
-    'le keyboard': ('0x002540', '1d6b:0249', ['--noplugin=input,hog'], 'ControllerMode = le'),
+    'remote': ('0x00050c', '04E8:2075', ['--noplugin=input,hog'], PERIPHERAL),
+    'wheel': ('0x00050c', '04E8:2084', ['--noplugin=input,hog'], PERIPHERAL),
+    'le keyboard': ('0x002540', '1d6b:0249', ['--noplugin=input,hog'], PERIPHERAL),
 }
 
 AGENT = '''<node><interface name="org.bluez.Agent1"><method name="Release"/>

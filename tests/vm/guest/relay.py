@@ -14,11 +14,16 @@ Whoever has the kernel's end can be told things, as JSON datagrams to /run/relay
 A device's request to encrypt a link on low energy waits until the other's daemon has spoken on that link: BlueZ 5.66
 leaves a link alone for good that was encrypted before it looked at it, and a slow machine is late to look.
 
+What is heard on low energy comes half a second late, and not any more once the host side has stopped listening: devices
+say who they are in intervals, BlueZ's own each 1.28 s, while the emulator of controllers tells at once. A link that was
+lost would be there again before the daemon has heard of its loss; BlueZ 5.66 then leaves the new one without a channel.
+
 It writes every command of the host side to /run/commands.NAME, a line of seconds, opcode and parameters; and how a link
 on low energy runs, as the controller tells it from its beginning on, to /run/parameters.NAME: interval in 1.25 ms,
 latency in events that may be slept through, timeout in 10 ms.
 """
 
+import errno
 import json
 import os
 import select
@@ -34,6 +39,8 @@ READ_RSSI = 0x1405
 # Where interval, latency and timeout stand in the events that tell of them.
 PARAMETERS = {0x01: 14, 0x0a: 26, 0x03: 7}
 LE_META, LE_REPORT, LE_EXTENDED_REPORT = 0x3e, 0x02, 0x0d
+RESET, LISTEN = 0x0c03, (0x200c, 0x2042) # LE Set Scan Enable, and the extended one: 0 first for an end
+HEARD_AFTER = 0.5 # seconds
 COMMAND_COMPLETE = 0x0e
 ATTRIBUTES, PAIRING = b'\x04\x00', b'\x06\x00' # fixed channels
 SECURITY_REQUEST = 0x0b
@@ -54,7 +61,11 @@ class Kernel:
         return [packet] if packet else []
 
     def write(self, packet):
-        os.write(self.fd, packet)
+        try:
+            os.write(self.fd, packet)
+        except OSError as error:
+            if error.errno != errno.ENXIO: # the adapter is off, and its controller not listened to
+                raise
 
 
 class Stream:
@@ -124,6 +135,7 @@ class Relay:
     def __init__(self, name, near, far):
         self.near, self.far = opened(near), opened(far)
         self.rssi, self.pause = None, 0
+        self.said = [] # what others have said on low energy and is not heard yet: when it is, and the packet
         self.spoken, self.requests = set(), {} # links, by their handles
         self.told = self.commands = self.parameters = None
         if near == 'vhci':
@@ -139,6 +151,8 @@ class Relay:
         if packet[0] == COMMAND and self.commands:
             opcode, = struct.unpack_from('<H', packet, 1)
             self.commands.write(f'{time.monotonic():.3f} {opcode:04x} {packet[4:].hex()}\n')
+            if opcode == RESET or opcode in LISTEN and packet[4] == 0:
+                self.said.clear()
         if packet[0] == ACL and packet[7:9] == PAIRING:
             if packet[9] == SECURITY_REQUEST and link(packet) not in self.spoken:
                 self.requests[link(packet)] = packet
@@ -157,6 +171,12 @@ class Relay:
             self.requests.pop(handle, None)
         elif packet[0] == EVENT and packet[1] == LE_META and packet[3] in PARAMETERS and self.parameters:
             self.parameters.write('%d %d %d\n' % struct.unpack_from('<HHH', packet, PARAMETERS[packet[3]]))
+        if self.told and is_report(packet):
+            self.said.append((time.monotonic() + HEARD_AFTER, packet))
+        else:
+            self.deliver(packet)
+
+    def deliver(self, packet):
         for part in ordinary_notifications(packet):
             self.near.write(part if self.rssi is None else self.with_strength(part))
 
@@ -165,10 +185,8 @@ class Relay:
         strength = struct.pack('b', self.rssi)
         if packet[0] != EVENT:
             return packet
-        if packet[1] == LE_META and packet[3] == LE_REPORT:
-            return packet[:-1] + strength
-        if packet[1] == LE_META and packet[3] == LE_EXTENDED_REPORT:
-            return packet[:18] + strength + packet[19:]
+        if is_report(packet):
+            return packet[:-1] + strength if packet[3] == LE_REPORT else packet[:18] + strength + packet[19:]
         if packet[1] == COMMAND_COMPLETE and struct.unpack_from('<H', packet, 4)[0] == READ_RSSI:
             return packet[:-1] + strength
         return packet
@@ -176,7 +194,10 @@ class Relay:
     def run(self):
         ends = [self.near.fd, self.far.fd] + ([self.told.fileno()] if self.told else [])
         while True:
-            ready, _, _ = select.select(ends, [], [])
+            left = max(0, self.said[0][0] - time.monotonic()) if self.said else None
+            ready, _, _ = select.select(ends, [], [], left)
+            while self.said and self.said[0][0] <= time.monotonic():
+                self.deliver(self.said.pop(0)[1])
             if self.near.fd in ready:
                 for packet in self.near.packets():
                     self.outward(packet)
@@ -193,6 +214,11 @@ class Relay:
 def link(packet):
     """The handle of the link that this data belongs to."""
     return struct.unpack_from('<H', packet, 1)[0] & 0xfff
+
+
+def is_report(packet):
+    """Whether it tells of a device that was heard on low energy."""
+    return packet[0] == EVENT and packet[1] == LE_META and packet[3] in (LE_REPORT, LE_EXTENDED_REPORT)
 
 
 def ordinary_notifications(packet):

@@ -200,7 +200,15 @@ def test_the_first_command_after_a_wake_reaches_it(box):
     wait(lambda: len(obeyed(box, RC_COMMAND, '03010000')) > before, 'it is back, and obeys', 30)
 
 
+def has_its_key_code(box):
+    """It is sent the infrared key code ten seconds after it came; a command of that moment waits behind that."""
+    log = box.service_log()
+    return log.rfind('Add IR Key code timer') < max(log.rfind('SendIrKeyCodeCommand'),
+                                                    log.rfind('Remove IR Key code timer'))
+
+
 def test_it_is_told_to_forget_before_a_reset(box):
+    wait(lambda: has_its_key_code(box), 'the infrared key code was sent', 15)
     box.wait_silent()
     box.forget_calls()
     box.power('RequestPowerOff', 13)

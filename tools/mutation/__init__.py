@@ -1,0 +1,1 @@
+"""What tools/mutate is made of: the changes, the build, the jail, what tests can see, and the run over it all."""
