@@ -40,14 +40,21 @@ class PageInABrowser(unittest.TestCase):
         self.browser.wait_text("#link", "service runs")
 
     def say(self, line):
+        """Returns when the page shows all that came of it."""
+        self.browser.run("document.querySelector('#outcome').textContent = ''")
         self.browser.paste("#line", line)
         self.browser.press("Enter")
         self.television.wait_line(line)
+        self.browser.wait_text("#outcome", line)
+        self.browser.run(DRAWN)
 
     def happens(self, line):
-        """As if it had been said at the prompt."""
+        """As if it had been said at the prompt. Returns when the page shows all that came of it."""
+        self.browser.run("document.querySelector('#live').textContent = ''")
         self.television.carry_out(line)
         self.front.tell({"done": {"line": line, "error": None}})
+        self.browser.wait_text("#live", f"{line}: ")
+        self.browser.run(DRAWN)
 
     def wait_row(self, text):
         self.browser.wait("return [...document.querySelectorAll('.row')].some((row) => row.innerText.includes(arguments[0]))", text,
@@ -262,7 +269,7 @@ class PageInABrowser(unittest.TestCase):
         self.browser.press("Up", "Up")
         self.assertEqual(self.browser.value("#line"), "remote connect")
         self.browser.press("Down", "Enter")
-        self.television.wait_line("wait 1h")
+        self.television.wait_lines(["remote connect", "wait 1h", "wait 1h"])
 
     # What happened.
 
@@ -274,7 +281,7 @@ class PageInABrowser(unittest.TestCase):
                          "set,service,connection manager,connection shift,touch-IR monitor,update manager,hands-free agent,"
                          "key router,settings,log,timers")
         self.assertGreater(self.browser.count(".arrow"), 5)
-        self.assertEqual(self.browser.count(".dot"), self.browser.count(".row"))
+        self.assertEqual(*self.browser.run("return ['.dot', '.row'].map((each) => document.querySelectorAll(each).length)"))
 
     def testWhatIsSaidAtThePromptShows(self):
         self.happens("power standby")
@@ -352,8 +359,8 @@ class PageInABrowser(unittest.TestCase):
         self.happens("remote connect")
         self.happens("speaker connect")
         self.browser.type("#find", "25_remocon")
-        self.browser.wait_text("#found", "1 of ")
-        self.assertEqual(self.browser.count(".row"), 1)
+        self.browser.wait("return document.querySelectorAll('.row').length === 1")
+        self.assertEqual(self.browser.text("#found"), f"1 of {self.television.number} entries")
         self.browser.press("Escape")
         self.browser.wait("return document.querySelectorAll('.row').length > 3")
 
@@ -467,6 +474,17 @@ class PageInABrowser(unittest.TestCase):
         self.browser._ask("DELETE", self.browser.session + "/window")
         self.browser.go(first)
 
+    def testNothingIsSaidOfTheServiceBeforeItIsKnown(self):
+        self.television.__exit__()
+        self.front.end()
+        self.front = FakeFront()
+        self.addCleanup(self.front.end)
+        self.browser.open(self.front.address)
+        self.browser.wait("return !document.querySelector('#line').disabled", otherwise="the program was never reached")
+        self.assertEqual(self.browser.text("#link"), "")
+        self.television = self.enterContext(Pretend(self.front))
+        self.browser.wait_text("#link", "service runs")
+
     def testAPageThatLosesItsProgramSaysSoAndComesBack(self):
         self.happens("remote connect")
         self.wait_row("shop mode off")
@@ -490,12 +508,40 @@ class PageInABrowser(unittest.TestCase):
         self.assertFalse(self.browser.run("return document.querySelector('#plug').disabled"))
         self.browser.complaints()  # of a connection that was refused
 
+    def testWhoIsImpatientConnectsOnce(self):
+        port = self.front.port
+        self.television.__exit__()
+        self.front.end()
+        self.browser.wait_for("#lost button")
+        self.front = FakeFront(port)
+        self.addCleanup(self.front.end)
+        self.assertIsNone(self.front.error)
+        self.television = self.enterContext(Pretend(self.front))
+        begun = self.browser.run("""
+            let begun = 0;
+            window.WebSocket = class extends WebSocket {
+                constructor(...given) {
+                    super(...given);
+                    ++begun;
+                }
+            };
+            for (let clicks = 0; clicks < 3; ++clicks) {
+                document.querySelector('#lost button').click();
+            }
+            return begun;
+        """)
+        self.assertLessEqual(begun, 1)
+        self.browser.wait("return document.querySelector('#lost').hidden")
+        self.browser.wait_text("#link", "service runs")
+        self.browser.complaints()  # of a connection that was refused
+
     # For everybody.
 
     def testHelpIsOpenedAndClosedByKeys(self):
         self.browser.press("?")
         self.browser.wait("return document.querySelector('#help').open")
         self.browser.wait_text("#help", "why it happened, and what came of it")
+        self.assertEqual(self.browser.run("return document.activeElement.innerText"), "Close")
         self.browser.press("Escape")
         self.browser.wait("return !document.querySelector('#help').open")
 

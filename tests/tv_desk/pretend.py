@@ -93,6 +93,12 @@ class Pretend:
             if not self.changed.wait_for(lambda: line in self.lines, DEADLINE):
                 raise AssertionError(f"never submitted: {line}; but {self.lines}")
 
+    def wait_lines(self, lines):
+        """Until just these have been submitted."""
+        with self.changed:
+            if not self.changed.wait_for(lambda: self.lines == lines, DEADLINE):
+                raise AssertionError(f"submitted were {self.lines}, not {lines}")
+
     def tell_state(self):
         self.front.tell({"state": {**self.state, "at": self.at}})
 

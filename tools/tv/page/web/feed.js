@@ -15,20 +15,19 @@ export class Feed extends EventTarget {
         return this.socket.readyState === WebSocket.OPEN;
     }
 
+    /** Whoever is impatient gets no second connection, which would tell everything twice. */
     connect() {
+        if (this.socket?.readyState === WebSocket.CONNECTING) {
+            return;
+        }
         clearTimeout(this.timer);
         this.socket = new WebSocket(`ws://${location.host}/feed`);
-        const socket = this.socket;
-        socket.onopen = () => {
+        this.socket.onopen = () => {
             this.pause = kFirstPause;
             this.dispatchEvent(new Event("open"));
         };
-        socket.onmessage = (message) => this.hears(message.data);
-        socket.onclose = () => {
-            if (socket === this.socket) {
-                this.wait();
-            }
-        };
+        this.socket.onmessage = (message) => this.hears(message.data);
+        this.socket.onclose = () => this.wait();
     }
 
     hears(text) {

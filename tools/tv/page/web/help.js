@@ -36,7 +36,7 @@ export function showHelp(dialog, opener) {
             "whom it happened to, with an arrow from what caused it."),
         kKeys.map(([title, keys]) => h("section", {}, h("h3", {}, title),
             h("dl", {}, keys.map(([key, text]) => [h("dt", {}, h("kbd", {}, key)), h("dd", {}, text)])))),
-        h("form", {method: "dialog"}, button("Close", () => dialog.close(), {class: "primary", autofocus: true})));
+        h("form", {method: "dialog"}, button("Close", () => dialog.close(), {class: "primary"})));
     const open = () => dialog.open || dialog.showModal();
     opener.addEventListener("click", open);
     dialog.addEventListener("click", (event) => event.target === dialog && dialog.close());

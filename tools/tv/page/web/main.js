@@ -85,11 +85,13 @@ class App extends EventTarget {
         setText($("link"), "not connected");
     }
 
+    /** Nothing is said of the service before the program has told of it, which is a little after it was reached. */
     linked() {
         if (this.feed.isOpen) {
             const {running} = this.model.state;
-            setText($("link"), this.waiting > 0 ? "at work" : running === false ? "set unplugged" : "service runs");
-            $("link").className = `link-state${this.waiting > 0 ? " busy" : ""}${running === false ? " off" : ""}`;
+            const told = running === undefined ? "" : running ? "service runs" : "set unplugged";
+            setText($("link"), this.waiting > 0 ? "at work" : told);
+            $("link").className = `link-state${this.waiting > 0 ? " busy" : ""}${running ? "" : " off"}`;
         }
     }
 
