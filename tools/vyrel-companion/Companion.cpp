@@ -61,9 +61,10 @@ Companion::Companion(const Options& options)
 {
     m_closed = g_signal_connect(m_bus.Connection(), "closed", G_CALLBACK(OnClosed), this);
     Export();
-    OwnName();
+    // Whoever sees the name may end this program at once, which then has to end in order.
     m_sources.push_back(g_unix_signal_add(SIGINT, OnStop, this));
     m_sources.push_back(g_unix_signal_add(SIGTERM, OnStop, this));
+    OwnName();
 }
 
 Companion::~Companion()
