@@ -512,6 +512,24 @@ TEST_F(RemoteProtocolTest, TheStandIsTheOneInTheSettings)
     EXPECT_EQ(bt_hid_send_rotator_bt_command(16, 255), BT_ERROR_REMOTE_DEVICE_NOT_CONNECTED);
 }
 
+TEST_F(RemoteProtocolTest, ALaterNodeOfTheStandTakesThePlaceOfOneThatWasLeftBehind)
+{
+    ListensToRemotes();
+    vconf_set_str(kStandSetting, kStand);
+    remotes.Plugs({kNode, kStand, 0x1234, 0x5678, FakeRemotes::StandDescriptor()});
+    EXPECT_EQ(bt_hid_send_rotator_bt_command(16, 255), BT_ERROR_NONE);
+    EXPECT_TRUE(WasSent(1));
+    EXPECT_EQ(remotes.openedNode, kNode);
+    remotes.Plugs({"/dev/hidraw1", kStand, 0x1234, 0x5678, FakeRemotes::StandDescriptor()});
+    EXPECT_EQ(bt_hid_send_rotator_bt_command(16, 0), BT_ERROR_NONE);
+    EXPECT_TRUE(WasSent(2));
+    EXPECT_EQ(remotes.openedNode, "/dev/hidraw1");
+    remotes.Unplugs(kNode);
+    EXPECT_EQ(bt_hid_send_rotator_bt_command(0, 0), BT_ERROR_NONE) << "the one left behind went, not the stand";
+    EXPECT_TRUE(WasSent(3));
+    EXPECT_EQ(remotes.opened, 2);
+}
+
 TEST_F(RemoteProtocolTest, AStandOffTheShelfTakesNoCommands)
 {
     ListensToRemotes();

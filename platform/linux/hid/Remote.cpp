@@ -79,9 +79,12 @@ void Remote::NodeWent(const std::string& path)
 
 void Remote::AdapterWent(const std::string& adapter)
 {
+    if (adapter.empty()) { // which is also what a node says that is of none
+        return;
+    }
     const auto paths = m_paths;
     for (const auto& [path, itsAdapter] : paths) {
-        if (!adapter.empty() && itsAdapter == adapter) {
+        if (itsAdapter == adapter) {
             NodeWent(path);
         }
     }
