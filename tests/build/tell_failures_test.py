@@ -19,9 +19,9 @@ class TellFailures(unittest.TestCase):
         subprocess.run(["ctest", "--output-junit", "report.xml"], cwd=self.folder, capture_output=True, check=False)
         return str(self.folder / "report.xml")
 
-    def tells(self, *arguments):
+    def tells(self, *arguments, **environment):
         told = subprocess.run([str(TELL), *arguments], capture_output=True, text=True, check=False,
-                              env={**os.environ, "PYTHONDONTWRITEBYTECODE": "1"})
+                              env={**os.environ, "PYTHONDONTWRITEBYTECODE": "1", **environment})
         return told.returncode, told.stdout, told.stderr
 
     def testOfWhatPassedNothingIsSaid(self):
@@ -33,6 +33,14 @@ class TellFailures(unittest.TestCase):
             add_test(bad sh -c "echo why; echo '<oh> & so'; exit 1")
         """)
         self.assertEqual(self.tells(report), (0, "== failed: bad\nwhy\n<oh> & so\n", ""))
+
+    def testWhatTheLocaleOrXmlCannotHoldCostsNothingElse(self):
+        report = self.report_of("""
+            add_test(bad sh -c "printf 'caf\\303\\251 \\033[31m\\377 red'; exit 1")
+        """)
+        status, told, error = self.tells(report, PYTHONIOENCODING="ascii")
+        self.assertEqual((status, error), (0, ""))
+        self.assertRegex(told, r"^== failed: bad\ncaf\\xe9 .* red\n$")
 
     def testOfALongStoryTheEndIsTold(self):
         report = self.report_of('add_test(bad sh -c "seq 1 100; exit 1")\n')

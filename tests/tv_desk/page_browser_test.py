@@ -39,6 +39,18 @@ class PageInABrowser(unittest.TestCase):
         self.browser.wait_for(".card[data-thing=remote]")
         self.browser.wait_text("#link", "service runs")
 
+    def goes(self):
+        """\return the port where it was"""
+        self.television.__exit__()
+        self.front.end()
+        return self.front.port
+
+    def comes_back(self, port):
+        self.front = FakeFront(port)
+        self.addCleanup(self.front.end)
+        self.assertIsNone(self.front.error)
+        self.television = self.enterContext(Pretend(self.front))
+
     def say(self, line):
         """Returns when the page shows all that came of it."""
         self.browser.run("document.querySelector('#outcome').textContent = ''")
@@ -475,8 +487,7 @@ class PageInABrowser(unittest.TestCase):
         self.browser.go(first)
 
     def testNothingIsSaidOfTheServiceBeforeItIsKnown(self):
-        self.television.__exit__()
-        self.front.end()
+        self.goes()
         self.front = FakeFront()
         self.addCleanup(self.front.end)
         self.browser.open(self.front.address)
@@ -488,17 +499,12 @@ class PageInABrowser(unittest.TestCase):
     def testAPageThatLosesItsProgramSaysSoAndComesBack(self):
         self.happens("remote connect")
         self.wait_row("shop mode off")
-        port = self.front.port
-        self.television.__exit__()
-        self.front.end()
+        port = self.goes()
         self.browser.wait_text("#lost", "The connection to vyrel-tv is lost")
         self.browser.wait_text("#lost", "What you see is as it was at 00:00:00.012")
         self.assertTrue(self.browser.run("return document.querySelector('#plug').disabled && document.querySelector('#line').disabled"))
         self.explain("shop mode off")
-        self.front = FakeFront(port)
-        self.addCleanup(self.front.end)
-        self.assertIsNone(self.front.error)
-        self.television = self.enterContext(Pretend(self.front))
+        self.comes_back(port)
         self.browser.wait("""
             const lost = document.querySelector('#lost');
             lost.querySelector('button')?.click();
@@ -509,14 +515,9 @@ class PageInABrowser(unittest.TestCase):
         self.browser.complaints()  # of a connection that was refused
 
     def testWhoIsImpatientConnectsOnce(self):
-        port = self.front.port
-        self.television.__exit__()
-        self.front.end()
+        port = self.goes()
         self.browser.wait_for("#lost button")
-        self.front = FakeFront(port)
-        self.addCleanup(self.front.end)
-        self.assertIsNone(self.front.error)
-        self.television = self.enterContext(Pretend(self.front))
+        self.comes_back(port)
         begun = self.browser.run("""
             let begun = 0;
             window.WebSocket = class extends WebSocket {
